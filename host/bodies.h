@@ -1,0 +1,120 @@
+// Bodies, faces, edges and measurement.
+#pragma once
+
+#include <array>
+#include <string>
+#include <vector>
+
+#include "host/types.h"
+
+namespace host {
+
+// UF_MODL_ask_face_data face types.
+enum FaceType : int {
+  kCylindricalFace = 16,
+  kConicalFace = 17,
+  kSphericalFace = 18,
+  kToroidalFace = 19,
+  kParametricFace = 20,
+  kPlanarFace = 22,
+  kBlendingFace = 23,
+  kOffsetFace = 24,
+  kSweptFace = 25,
+};
+
+// Result of UF_MODL_ask_face_data.
+struct FaceData {
+  int type = 0;        // FaceType
+  Point3d point;       // a point on the axis (cylinder, cone), on the plane, the centre (sphere)
+  Vector3d direction;  // axis direction or plane normal (unit)
+  std::array<double, 6> box{};  // face box: xmin, ymin, zmin, xmax, ymax, zmax
+  double radius = 0.0;          // cylinder/cone/sphere radius; major radius of a torus
+  double radius_data = 0.0;     // minor radius of a torus; half-angle of a cone
+  // +1 when the outward surface normal points away from the axis (a boss),
+  // -1 when it points toward the axis (a hole). +1 for planes along `direction`.
+  int norm_dir = 1;
+};
+
+// UF_MODL_ask_bounding_box_exact: the box of a body along the axes of a
+// coordinate system, as a corner point (absolute coordinates), the three axis
+// directions and the three distances along them.
+struct ExactBox {
+  Point3d corner;
+  std::array<Vector3d, 3> directions;
+  std::array<double, 3> distances{};
+};
+
+// Curve type of an edge (UF_EVAL / UF_CURVE), as far as the logic needs it.
+enum class EdgeKind { kLine, kCircle, kOther };
+struct EdgeData {
+  EdgeKind kind = EdgeKind::kOther;
+  Point3d start, end;  // end points (equal for a closed edge)
+  Vector3d direction;  // line direction, or circle axis
+};
+
+// Facets of a body (UF_FACET_facet_solid / NXOpen::Facet::FacetedBody):
+// vertices, and triangles as index triples into them, outward facing.
+struct Facets {
+  std::vector<Point3d> vertices;
+  std::vector<std::array<int, 3>> triangles;
+};
+
+// UF_MODL_ask_mass_props_3d, as far as the in-house services use it.
+struct MassProperties {
+  double volume = 0.0;  // mm^3
+  double area = 0.0;    // mm^2
+  Point3d centroid;
+  std::array<double, 3> principal_moments{};  // about the centroid, ascending
+  std::array<Vector3d, 3> principal_axes;
+};
+
+// UF_MODL_check_interference results.
+enum class Interference { kInterferes = 1, kNone = 2, kTouches = 3 };
+
+class Bodies {
+ public:
+  virtual ~Bodies() = default;
+
+  // NXOpen::Part::Bodies iteration: every body of the part, in host order.
+  virtual std::vector<Tag> PartBodies(Tag part) = 0;
+  // NXOpen::Body::IsSolidBody.
+  virtual bool IsSolidBody(Tag body) = 0;
+  // NXOpen::Body::GetFaces.
+  virtual std::vector<Tag> BodyFaces(Tag body) = 0;
+  // NXOpen::Face::GetEdges: the face's boundary edges; a full cylinder reports
+  // its closed boundary circles and never a seam edge.
+  virtual std::vector<Tag> FaceEdges(Tag face) = 0;
+  // NXOpen::Body::GetEdges.
+  virtual std::vector<Tag> BodyEdges(Tag body) = 0;
+  // NXOpen::Face::GetBody.
+  virtual Tag FaceBody(Tag face) = 0;
+  // UF_MODL_ask_face_data.
+  virtual FaceData AskFaceData(Tag face) = 0;
+  // UF_MODL_ask_curve_closed: 1 when the edge's curve is closed.
+  virtual int AskCurveClosed(Tag edge) = 0;
+  // UF_EVAL_ask_line / UF_EVAL_ask_arc.
+  virtual EdgeData AskEdgeData(Tag edge) = 0;
+  // UF_MODL_ask_bounding_box_exact in the given coordinate system (kNullTag: absolute).
+  virtual ExactBox AskBoundingBoxExact(Tag body, Tag csys) = 0;
+  // NXOpen::MeasureManager::NewMassProperties (accuracy 0.99) -> MeasureBodies::Volume, mm^3.
+  virtual double Volume(Tag body) = 0;
+  // UF_MODL_ask_mass_props_3d.
+  virtual MassProperties AskMassProperties(Tag body) = 0;
+  // UF_FACET_facet_solid with a chordal tolerance (mm) and an angle tolerance (radians).
+  virtual Facets AskFacets(Tag body, double chord_tolerance, double angle_tolerance) = 0;
+  // UF_MODL_check_interference of two bodies: interiors overlap, faces touch, or neither.
+  virtual Interference CheckInterference(Tag a, Tag b) = 0;
+  // UF_MODL_edit_face_join: merges faces that lie on one surface.
+  virtual int JoinFaces(Tag body) = 0;
+  // UF_PS_export_data: writes the bodies to a neutral file; 0 on success.
+  virtual int ExportNeutral(const std::vector<Tag>& bodies, const std::string& path) = 0;
+  // ImportManager::CreateParasolidImporter, SetFileName, Commit,
+  // GetCommittedObjects: the bodies read, as new bodies with new tags on the work layer.
+  virtual std::vector<Tag> ImportNeutral(const std::string& path) = 0;
+  // UF_MODL_create_sphere: a sphere feature (no Boolean); its body by AskFeatureBody.
+  virtual Tag CreateSphere(const Point3d& centre, double diameter) = 0;
+  // UF_MODL_ask_feat_body.
+  virtual Tag AskFeatureBody(Tag feature) = 0;
+};
+
+}  // namespace host

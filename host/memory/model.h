@@ -1,0 +1,72 @@
+// The state of the in-memory host's work part. Internal to host/memory: this
+// is where the geometry kernel's types appear.
+#pragma once
+
+#include <TopoDS_Shape.hxx>
+
+#include <array>
+#include <map>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "host/types.h"
+
+namespace memory {
+
+struct ShapeData {
+  TopoDS_Shape shape;
+};
+
+enum class ObjectKind { Part, Body, Face, Edge, Csys, Matrix, Feature };
+
+struct Object {
+  host::Tag tag = host::kNullTag;
+  ObjectKind kind = ObjectKind::Body;
+  std::string name;
+  int layer = 1;
+  int color = 87;
+  bool blanked = false;
+  bool highlighted = false;
+  int translucency = 0;
+  std::vector<std::pair<std::string, std::string>> attributes;  // title -> value, in order
+
+  // Body: its shape, and the tags handed out for its faces and edges (by index
+  // in the shape's face and edge maps, 1-based; 0 where none was handed out).
+  TopoDS_Shape shape;
+  std::vector<host::Tag> face_tags, edge_tags;
+  // Face, edge: the owning body and the index in its map.
+  host::Tag owner = host::kNullTag;
+  int index = 0;
+  // Coordinate system and matrix.
+  host::Point3d origin;
+  host::Matrix3x3 matrix;
+  bool temporary = false;
+  // Feature: its body.
+  host::Tag feature_body = host::kNullTag;
+};
+
+struct Model {
+  std::map<host::Tag, Object> objects;  // by tag: creation order
+  host::Tag next_tag = 1;
+  host::Tag part = host::kNullTag;
+  host::Tag absolute_csys = host::kNullTag;
+  host::Tag wcs = host::kNullTag;
+  std::string leaf = "model";
+  std::array<int, 257> layer_status{};  // index 1..256
+  int work_layer = 1;
+
+  Model();
+  host::Tag NewObject(ObjectKind kind);
+  Object& Get(host::Tag tag);                   // HostError when missing
+  Object& Get(host::Tag tag, ObjectKind kind);  // HostError when missing or of another kind
+  const Object* Find(host::Tag tag) const;
+  // Forget the face and edge tags of a body (after its shape changed).
+  void DropSubTags(Object& body);
+  // The face or edge shape of a face/edge object.
+  TopoDS_Shape SubShape(const Object& sub);
+  // Origin and matrix of a coordinate system; kNullTag is the absolute system.
+  std::pair<host::Point3d, host::Matrix3x3> CsysFrame(host::Tag csys);
+};
+
+}  // namespace memory

@@ -1,0 +1,217 @@
+// The memory host against solids whose geometry is known.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <numbers>
+
+#include "host/memory/memory_host.h"
+
+namespace {
+
+using host::Point3d;
+using host::Tag;
+using host::Vector3d;
+using memory::MemoryHost;
+using memory::Shape;
+
+constexpr double kPi = std::numbers::pi;
+
+Tag CsysOn(MemoryHost& h, const host::Matrix3x3& m, Point3d origin = {}) {
+  return h.csys().CreateTempCsys(origin, h.csys().CreateMatrix(m));
+}
+
+TEST(MemoryGeometry, ExactBoxOfATurnedBlockInItsOwnSystem) {
+  MemoryHost h;
+  const double a = 30.0 * kPi / 180.0;
+  const Tag block = h.AddBody(
+      Shape::Box(100, 50, 20, {-50, -25, 0}).Rotated({}, {0, 0, 1}, a).Translated({7, 3, 5}));
+  host::Matrix3x3 m;
+  ASSERT_EQ(host::Mtx3Initialize({std::cos(a), std::sin(a), 0}, {-std::sin(a), std::cos(a), 0}, m),
+            0);
+  const host::ExactBox box = h.bodies().AskBoundingBoxExact(block, CsysOn(h, m));
+  EXPECT_NEAR(box.distances[0], 100.0, 1e-6);
+  EXPECT_NEAR(box.distances[1], 50.0, 1e-6);
+  EXPECT_NEAR(box.distances[2], 20.0, 1e-6);
+  // The corner is the turned block's corner, in absolute coordinates.
+  const Point3d corner = host::ToAbsolute({-50, -25, 0}, {7, 3, 5}, m);
+  EXPECT_NEAR(box.corner.X, corner.X, 1e-6);
+  EXPECT_NEAR(box.corner.Y, corner.Y, 1e-6);
+  EXPECT_NEAR(box.corner.Z, 5.0, 1e-6);
+  EXPECT_NEAR(box.directions[0].X, std::cos(a), 1e-12);
+  // In world axes the same block is larger.
+  const host::ExactBox world = h.bodies().AskBoundingBoxExact(block, host::kNullTag);
+  EXPECT_NEAR(world.distances[0], 100 * std::cos(a) + 50 * std::sin(a), 1e-6);
+  EXPECT_NEAR(world.distances[2], 20.0, 1e-6);
+}
+
+TEST(MemoryGeometry, ExactBoxOfACylinderIsExactNotAMesh) {
+  MemoryHost h;
+  const Tag pin = h.AddBody(Shape::Cylinder(15, 80, {0, 0, 0}, {1, 1, 0}));
+  host::Matrix3x3 m;
+  ASSERT_EQ(host::Mtx3Initialize({1, 1, 0}, {-1, 1, 0}, m), 0);
+  const host::ExactBox box = h.bodies().AskBoundingBoxExact(pin, CsysOn(h, m));
+  EXPECT_NEAR(box.distances[0], 80.0, 1e-6);
+  EXPECT_NEAR(box.distances[1], 30.0, 1e-6);
+  EXPECT_NEAR(box.distances[2], 30.0, 1e-6);
+}
+
+// A plate 200 x 120 x 30 with four holes through its thickness and two in a
+// side, a boss on top and a half-cylinder slot cut into one edge.
+Shape DrilledPlate() {
+  Shape plate = Shape::Box(200, 120, 30);
+  for (double x : {30.0, 170.0})
+    for (double y : {30.0, 90.0}) plate = plate.Drilled({x, y, -1}, {0, 0, 1}, 12, 32);
+  plate = plate.Drilled({-1, 40, 15}, {1, 0, 0}, 8, 60);
+  plate = plate.Drilled({-1, 80, 15}, {1, 0, 0}, 8, 60);
+  plate = plate.Fuse(Shape::Cylinder(10, 15, {100, 60, 30}));
+  plate = plate.Cut(Shape::Cylinder(10, 40, {100, 0, -5}));  // open slot at y = 0
+  return plate;
+}
+
+TEST(MemoryGeometry, FaceDataTellsHolesFromBossesAndSlots) {
+  MemoryHost h;
+  const Tag plate = h.AddBody(DrilledPlate());
+  int holes_z = 0, holes_x = 0, bosses = 0, slots = 0;
+  for (Tag f : h.bodies().BodyFaces(plate)) {
+    const host::FaceData d = h.bodies().AskFaceData(f);
+    if (d.type != host::kCylindricalFace) continue;
+    const std::vector<Tag> edges = h.bodies().FaceEdges(f);
+    bool all_closed = true;
+    for (Tag e : edges) all_closed = all_closed && h.bodies().AskCurveClosed(e) == 1;
+    if (std::abs(d.radius - 10) < 1e-9 && d.norm_dir == 1) {
+      ++bosses;
+      EXPECT_NEAR(d.point.X, 100, 1e-9);
+    } else if (std::abs(d.radius - 10) < 1e-9) {
+      ++slots;
+      EXPECT_FALSE(all_closed) << "a half-cylinder slot is bounded by open edges";
+    } else {
+      EXPECT_EQ(d.norm_dir, -1);
+      EXPECT_EQ(edges.size(), 2u) << "a hole lists its two circles and no seam";
+      EXPECT_TRUE(all_closed);
+      if (std::abs(std::abs(d.direction.Z) - 1) < 1e-12) ++holes_z;
+      if (std::abs(std::abs(d.direction.X) - 1) < 1e-12) ++holes_x;
+    }
+  }
+  EXPECT_EQ(holes_z, 4);
+  EXPECT_EQ(holes_x, 2);
+  EXPECT_EQ(bosses, 1);
+  EXPECT_EQ(slots, 1);
+}
+
+TEST(MemoryGeometry, PlanarFacesEdgesAndMeasurement) {
+  MemoryHost h;
+  const Tag box = h.AddBody(Shape::Box(10, 20, 30));
+  const std::vector<Tag> faces = h.bodies().BodyFaces(box);
+  ASSERT_EQ(faces.size(), 6u);
+  EXPECT_EQ(h.bodies().BodyFaces(box), faces) << "face tags are stable";
+  int up = 0;
+  for (Tag f : faces) {
+    const host::FaceData d = h.bodies().AskFaceData(f);
+    EXPECT_EQ(d.type, host::kPlanarFace);
+    EXPECT_EQ(h.bodies().FaceBody(f), box);
+    if (d.direction.Z > 0.999) {
+      ++up;
+      EXPECT_NEAR(d.box[2], 30, 1e-9);
+    }
+  }
+  EXPECT_EQ(up, 1) << "plane normals point out of the material";
+  const std::vector<Tag> edges = h.bodies().BodyEdges(box);
+  ASSERT_EQ(edges.size(), 12u);
+  for (Tag e : edges) {
+    EXPECT_EQ(h.bodies().AskCurveClosed(e), 0);
+    EXPECT_EQ(h.bodies().AskEdgeData(e).kind, host::EdgeKind::kLine);
+  }
+  EXPECT_NEAR(h.bodies().Volume(box), 6000, 1e-6);
+  const host::MassProperties mp = h.bodies().AskMassProperties(box);
+  EXPECT_NEAR(mp.area, 2 * (200 + 600 + 300), 1e-6);
+  EXPECT_NEAR(mp.centroid.Z, 15, 1e-9);
+  EXPECT_LT(mp.principal_moments[0], mp.principal_moments[2]);
+  const Tag plate = h.AddBody(DrilledPlate());
+  const double holes = 4 * kPi * 36 * 30 + 2 * kPi * 16 * 59;  // side holes are blind, 59 deep
+  const double boss = kPi * 100 * 15, slot = kPi * 100 / 2 * 30;
+  EXPECT_NEAR(h.bodies().Volume(plate), 200 * 120 * 30 - holes + boss - slot, 1e-3);
+  const host::Facets facets = h.bodies().AskFacets(plate, 0.01, 0.1);
+  EXPECT_GT(facets.triangles.size(), 100u);
+  for (const auto& t : facets.triangles)
+    for (int i : t) ASSERT_LT(static_cast<std::size_t>(i), facets.vertices.size());
+  EXPECT_THROW(h.bodies().AskFacets(plate, 0, 0.1), host::HostError);
+}
+
+TEST(MemoryGeometry, SheetBodiesAreNotSolid) {
+  MemoryHost h;
+  const Tag sheet = h.AddBody(Shape::Sheet(10, 10));
+  const Tag solid = h.AddBody(Shape::Box(1, 1, 1));
+  EXPECT_FALSE(h.bodies().IsSolidBody(sheet));
+  EXPECT_TRUE(h.bodies().IsSolidBody(solid));
+  EXPECT_EQ(h.bodies().PartBodies(h.session().WorkPart()), (std::vector<Tag>{sheet, solid}));
+}
+
+TEST(MemoryGeometry, InterferenceTellsOverlapFromTouching) {
+  MemoryHost h;
+  const Tag a = h.AddBody(Shape::Box(10, 10, 10));
+  const Tag overlapping = h.AddBody(Shape::Box(10, 10, 10, {5, 5, 5}));
+  const Tag touching = h.AddBody(Shape::Box(10, 10, 10, {10, 0, 0}));
+  const Tag apart = h.AddBody(Shape::Box(10, 10, 10, {30, 0, 0}));
+  EXPECT_EQ(h.bodies().CheckInterference(a, overlapping), host::Interference::kInterferes);
+  EXPECT_EQ(h.bodies().CheckInterference(a, touching), host::Interference::kTouches);
+  EXPECT_EQ(h.bodies().CheckInterference(a, apart), host::Interference::kNone);
+}
+
+TEST(MemoryGeometry, NeutralExportAndImportGiveNewBodies) {
+  MemoryHost h;
+  h.SetWorkingFolder(::testing::TempDir());
+  const Tag a = h.AddBody(Shape::Box(10, 20, 30), 5, 36);
+  const Tag b = h.AddBody(Shape::Cylinder(5, 10), 5, 108);
+  ASSERT_EQ(h.bodies().ExportNeutral({a, b}, "temp.x_t"), 0);
+  h.layers().SetWorkLayer(7);
+  const std::vector<Tag> read = h.bodies().ImportNeutral("temp.x_t");
+  ASSERT_EQ(read.size(), 2u);
+  EXPECT_NE(read[0], a);
+  EXPECT_NEAR(h.bodies().Volume(read[0]), 6000, 1e-6);
+  EXPECT_NEAR(h.bodies().Volume(read[1]), kPi * 250, 1e-6);
+  EXPECT_EQ(h.objects().Color(read[1]), 108);
+  EXPECT_EQ(h.objects().Layer(read[0]), 7);
+  h.platform().WriteFile("junk.x_t", "not a body file");
+  EXPECT_THROW(h.bodies().ImportNeutral("junk.x_t"), host::HostError);
+  EXPECT_THROW(h.bodies().ImportNeutral("missing.x_t"), host::HostError);
+}
+
+TEST(MemoryGeometry, JoinFacesMergesCoplanarFaces) {
+  MemoryHost h;
+  const Tag body = h.AddBody(Shape::Box(10, 10, 10).Fuse(Shape::Box(10, 10, 10, {10, 0, 0})));
+  EXPECT_GT(h.bodies().BodyFaces(body).size(), 6u);
+  EXPECT_EQ(h.bodies().JoinFaces(body), 0);
+  EXPECT_EQ(h.bodies().BodyFaces(body).size(), 6u);
+  EXPECT_NEAR(h.bodies().Volume(body), 2000, 1e-6);
+}
+
+TEST(MemoryGeometry, SpheresAndConvexShapes) {
+  MemoryHost h;
+  const Tag feature = h.bodies().CreateSphere({1, 2, 3}, 10);
+  const Tag sphere = h.bodies().AskFeatureBody(feature);
+  EXPECT_NEAR(h.bodies().Volume(sphere), 4.0 / 3 * kPi * 125, 1e-6);
+  EXPECT_EQ(h.objects().AskTypeAndSubtype(feature).type, host::kFeatureType);
+  const Tag tet = h.AddBody(Shape::Tetrahedron({0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {0, 0, 1}));
+  EXPECT_NEAR(h.bodies().Volume(tet), 1.0 / 6, 1e-12);
+  const Tag hull = h.AddBody(Shape::ConvexHull({{0, 0, 0},
+                                                {2, 0, 0},
+                                                {0, 2, 0},
+                                                {2, 2, 0},
+                                                {0, 0, 2},
+                                                {2, 0, 2},
+                                                {0, 2, 2},
+                                                {2, 2, 2},
+                                                {1, 1, 1}}));
+  EXPECT_NEAR(h.bodies().Volume(hull), 8, 1e-9);
+  EXPECT_EQ(h.bodies().BodyFaces(hull).size(), 6u);
+  const Tag hex = h.AddBody(Shape::Prism({{1, 0, 0},
+                                          {0.5, 0.8660254037844386, 0},
+                                          {-0.5, 0.8660254037844386, 0},
+                                          {-1, 0, 0},
+                                          {-0.5, -0.8660254037844386, 0},
+                                          {0.5, -0.8660254037844386, 0}},
+                                         3));
+  EXPECT_NEAR(h.bodies().Volume(hex), 3 * 3 * std::sqrt(3.0) / 2, 1e-9);
+}
+
+}  // namespace

@@ -1,0 +1,186 @@
+// Attributes, layers, coordinate systems, objects and undo of the work part.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <numbers>
+
+#include "host/memory/memory_host.h"
+
+namespace {
+
+using host::Tag;
+using memory::MemoryHost;
+using memory::Shape;
+
+TEST(MemoryPart, AttributesByTitleOnAnyObject) {
+  MemoryHost h;
+  const Tag body = h.AddBody(Shape::Box(1, 1, 1));
+  const Tag part = h.session().WorkPart();
+  auto& attrs = h.attributes();
+  EXPECT_FALSE(attrs.Has(body, "材料代号", host::kStringAttribute));
+  attrs.SetString(body, "材料代号", "UB-01");
+  attrs.SetString(body, "材料名称", "上模座");
+  attrs.SetString(body, "材料代号", "UB-02");  // overwrites by title
+  EXPECT_TRUE(attrs.Has(body, "材料代号", host::kStringAttribute));
+  EXPECT_TRUE(attrs.Has(body, "材料代号", host::kAnyAttribute));
+  EXPECT_FALSE(attrs.Has(body, "材料代号", 3));  // an integer attribute of that title: none
+  EXPECT_EQ(attrs.GetString(body, "材料代号"), "UB-02");
+  EXPECT_EQ(attrs.Read(body, "材料名称").type, host::kStringAttribute);
+  EXPECT_EQ(attrs.Read(body, "没有").type, 0);
+  EXPECT_THROW(attrs.GetString(body, "没有"), host::HostError);
+  EXPECT_EQ(attrs.List(body).size(), 2u);
+  attrs.Delete(body, host::kStringAttribute, "材料代号");
+  EXPECT_FALSE(attrs.Has(body, "材料代号"));
+  attrs.SetString(part, "设计担当", "张工");
+  attrs.DeleteAll(part, host::kStringAttribute);
+  EXPECT_TRUE(attrs.List(part).empty());
+  EXPECT_THROW(attrs.SetString(body, "", "x"), host::HostError);
+  EXPECT_THROW(attrs.SetString(9999, "a", "x"), host::HostError);
+}
+
+TEST(MemoryPart, LayerStatusAndStateAreOneSettingInTwoCodings) {
+  MemoryHost h;
+  auto& layers = h.layers();
+  EXPECT_EQ(layers.WorkLayer(), 1);
+  EXPECT_EQ(layers.AskStatus(1), host::kStatusWork);
+  EXPECT_EQ(layers.GetState(1), host::LayerState::WorkLayer);
+  EXPECT_EQ(layers.AskStatus(10), host::kStatusSelectable);
+  EXPECT_EQ(layers.GetState(10), host::LayerState::Selectable);
+  ASSERT_EQ(layers.SetStatus(10, host::kStatusVisibleOnly), 0);
+  EXPECT_EQ(layers.GetState(10), host::LayerState::Visible);
+  layers.SetState(10, host::LayerState::Hidden);
+  EXPECT_EQ(layers.AskStatus(10), host::kStatusHidden);
+  // Making a layer the work layer leaves the old one selectable.
+  layers.SetState(20, host::LayerState::WorkLayer);
+  EXPECT_EQ(layers.WorkLayer(), 20);
+  EXPECT_EQ(layers.AskStatus(1), host::kStatusSelectable);
+  EXPECT_NE(layers.SetStatus(20, host::kStatusHidden), 0);
+  EXPECT_THROW(layers.SetState(20, host::LayerState::Hidden), host::HostError);
+  EXPECT_NE(layers.SetStatus(257, 2), 0);
+  EXPECT_THROW(layers.GetState(0), host::HostError);
+  ASSERT_EQ(layers.SetAllButWork(host::kStatusHidden), 0);
+  EXPECT_EQ(layers.AskStatus(256), host::kStatusHidden);
+  EXPECT_EQ(layers.AskStatus(20), host::kStatusWork);
+}
+
+TEST(MemoryPart, ObjectsOnALayerAndTheirDisplay) {
+  MemoryHost h;
+  const Tag a = h.AddBody(Shape::Box(1, 1, 1), 30, 6);
+  const Tag b = h.AddBody(Shape::Box(1, 1, 1), 40);
+  h.objects().SetLayer(b, 30);
+  const Tag temp = h.csys().CreateTempCsys({}, h.csys().CreateMatrix({}));
+  const Tag perm = h.csys().CreateCsys({}, h.csys().CreateMatrix({}));
+  h.objects().SetLayer(temp, 30);
+  h.objects().SetLayer(perm, 30);
+  EXPECT_EQ(h.layers().ObjectsOnLayer(30), (std::vector<Tag>{a, b, perm}));
+  EXPECT_EQ(h.objects().AskTypeAndSubtype(perm).type, host::kCoordinateSystemType);
+  EXPECT_EQ(h.objects().AskTypeAndSubtype(a).type, host::kSolidType);
+  EXPECT_EQ(h.objects().Color(a), 6);
+  h.objects().SetBlanked(a, true);
+  h.objects().SetHighlighted(a, true);
+  EXPECT_TRUE(h.objects().IsBlanked(a));
+  EXPECT_TRUE(h.objects().IsHighlighted(a));
+  EXPECT_THROW(h.objects().SetLayer(a, 0), host::HostError);
+  h.objects().SetName(perm, "11210930150123");
+  EXPECT_EQ(h.objects().Name(perm), "11210930150123");
+  EXPECT_EQ(h.objects().Delete(a), 0);
+  EXPECT_FALSE(h.objects().Exists(a));
+  EXPECT_NE(h.objects().Delete(a), 0);
+  EXPECT_NE(h.objects().Delete(h.session().WorkPart()), 0);
+}
+
+TEST(MemoryPart, CoordinateSystemsAndTheWcs) {
+  MemoryHost h;
+  auto& cs = h.csys();
+  const Tag abs = cs.AskWcs();
+  host::Matrix3x3 m;
+  ASSERT_EQ(host::Mtx3Initialize({0, 1, 0}, {-1, 0, 0}, m), 0);
+  const Tag turned = cs.CreateCsys({10, 0, 0}, cs.CreateMatrix(m));
+  cs.SetWcs(turned);
+  EXPECT_EQ(cs.AskWcs(), turned);
+  const host::Point3d w = cs.MapPoint({10, 5, 1}, host::kRootCoords, host::kWorkCoords);
+  EXPECT_NEAR(w.X, 5, 1e-12);
+  EXPECT_NEAR(w.Y, 0, 1e-12);
+  EXPECT_NEAR(w.Z, 1, 1e-12);
+  const host::Point3d back = cs.MapPoint(w, host::kWorkCoords, host::kRootCoords);
+  EXPECT_NEAR(back.Y, 5, 1e-12);
+  EXPECT_EQ(cs.PartCsys(h.session().WorkPart()), std::vector<Tag>{turned});
+  // Deleting the system the WCS is gives the absolute system back.
+  h.objects().Delete(turned);
+  EXPECT_EQ(cs.AskWcs(), abs);
+  // A temporary system keeps its matrix unchanged.
+  const host::Matrix3x3 raw = host::Matrix3x3::FromRows({2, 0, 0}, {0, 3, 0}, {0, 0, 4});
+  const Tag temp = cs.CreateTempCsys({}, cs.CreateMatrix(raw));
+  EXPECT_EQ(cs.AskCsysInfo(temp).matrix.Yy, 3.0);
+  const host::Matrix3x3 x = cs.XformOrientation({1, 1, 5}, {0, 0, 2});
+  EXPECT_NEAR(x.Xx, 1 / std::sqrt(2.0), 1e-12);
+  EXPECT_NEAR(x.Yy, 1 / std::sqrt(2.0), 1e-12);
+  EXPECT_NEAR(x.Zz, 1, 1e-12);
+  EXPECT_THROW(cs.XformOrientation({0, 0, 0}, {0, 0, 1}), host::HostError);
+  EXPECT_THROW(cs.SetWcs(h.session().WorkPart()), host::HostError);
+}
+
+TEST(MemoryPart, UndoRestoresThePartAsItWas) {
+  MemoryHost h;
+  const Tag body = h.AddBody(Shape::Box(10, 10, 10), 10);
+  h.attributes().SetString(body, "实体标识", "1121093015");
+  const int mark = h.undo().SetUndoMark(host::MarkVisibility::Invisible, "before");
+  h.attributes().SetString(body, "实体标识", "changed");
+  h.objects().SetLayer(body, 20);
+  h.layers().SetWorkLayer(5);
+  const Tag added = h.AddBody(Shape::Box(1, 1, 1));
+  const Tag csys = h.csys().CreateCsys({}, h.csys().CreateMatrix({}));
+  h.csys().SetWcs(csys);
+  h.undo().UndoToMark(mark);
+  EXPECT_EQ(h.attributes().GetString(body, "实体标识"), "1121093015");
+  EXPECT_EQ(h.objects().Layer(body), 10);
+  EXPECT_EQ(h.layers().WorkLayer(), 1);
+  EXPECT_FALSE(h.objects().Exists(added));
+  EXPECT_FALSE(h.objects().Exists(csys));
+  EXPECT_NE(h.AddBody(Shape::Box(1, 1, 1)), added) << "tags are never reused";
+  EXPECT_THROW(h.undo().UndoToMark(mark + 100), host::HostError);
+}
+
+TEST(MemoryPart, SessionMessagesAndEnvironment) {
+  MemoryHost h;
+  EXPECT_EQ(h.session().IsInitialized(), 0);
+  EXPECT_EQ(h.session().Initialize(), 0);
+  EXPECT_EQ(h.session().IsInitialized(), 1);
+  EXPECT_EQ(h.session().Terminate(), 0);
+  h.SetInitializeResult(5);
+  EXPECT_EQ(h.session().Initialize(), 5);
+  EXPECT_FALSE(h.session().FailMessage(5).empty());
+  h.SetPartLeaf("P1");
+  EXPECT_EQ(h.session().PartLeaf(h.session().WorkPart()), "P1");
+
+  EXPECT_EQ(h.messages().ShowMessage("材料BOM", host::kInformationMessage, "保存BOM属性成功！"), 1);
+  h.QueueAnswer(host::kSecondButton);
+  EXPECT_EQ(
+      h.messages().ShowMessage("提示", host::kQuestionMessage, std::vector<std::string>{"a", "b"}),
+      2);
+  EXPECT_THROW(h.messages().ShowMessage("提示", host::kQuestionMessage, "再问"), host::HostError);
+  ASSERT_EQ(h.message_log().size(), 3u);
+  EXPECT_EQ(h.message_log()[1].lines, (std::vector<std::string>{"a", "b"}));
+
+  EXPECT_EQ(h.messages().WriteListingWindow("x"), 1) << "the window is not open yet";
+  h.messages().PrintSyslog("a");
+  h.messages().PrintSyslog("b");
+  EXPECT_EQ(h.syslog(), "ab");
+  h.SetListingOpenResult(1);
+  EXPECT_EQ(h.messages().OpenListingWindow(), 1);
+
+  EXPECT_FALSE(h.environment().TranslateVariable("RQConfig"));
+  EXPECT_EQ(h.environment().GetEnvironmentVariableValue("RQConfig"), "");
+  h.SetVariable("RQConfig", "R:\\配置");
+  EXPECT_EQ(*h.environment().TranslateVariable("RQConfig"), "R:\\配置");
+
+  EXPECT_THROW(h.selection().SelectObjects("选择", "提示", host::SelectionScope::WorkPart, {}),
+               host::HostError);
+  h.QueueSelection({host::SelectionResponse::Ok, {7}});
+  EXPECT_EQ(h.selection().SelectObjects("选择", "提示", host::SelectionScope::WorkPart, {}).objects,
+            std::vector<Tag>{7});
+  h.QueueString(std::nullopt);
+  EXPECT_FALSE(h.selection().AskString("验证", ""));
+}
+
+}  // namespace
