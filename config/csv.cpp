@@ -27,6 +27,13 @@ std::string Where(const std::string& file, int line) {
   return "配置文件：" + file + " 第" + std::to_string(line) + "行：";
 }
 
+bool IsAscii(std::string_view s) {
+  for (const char c : s) {
+    if (static_cast<unsigned char>(c) >= 0x80) return false;
+  }
+  return true;
+}
+
 bool IsValidUtf8(std::string_view s) {
   try {
     text::Utf8ToWide(s);
@@ -36,8 +43,7 @@ bool IsValidUtf8(std::string_view s) {
   }
 }
 
-// The text as GBK: a UTF-8 file with its byte-order mark is converted, any
-// other file must already be GBK.
+// The text as GBK: UTF-8 is converted, anything else must already be GBK.
 std::string ToGbk(std::string_view bytes, const std::string& file) {
   if (bytes.size() >= 2 && ((static_cast<unsigned char>(bytes[0]) == 0xFF &&
                              static_cast<unsigned char>(bytes[1]) == 0xFE) ||
@@ -46,25 +52,27 @@ std::string ToGbk(std::string_view bytes, const std::string& file) {
     throw ConfigError("配置文件：" + file +
                       " 是UTF-16(Unicode)编码，请另存为\"CSV(逗号分隔)\"格式");
   }
-  if (bytes.size() >= 3 && bytes.substr(0, 3) == "\xEF\xBB\xBF") {
-    const std::string_view utf8 = bytes.substr(3);
+  // UTF-8, as Notepad and Excel's "CSV UTF-8" save it: with the byte-order
+  // mark, or without it when every byte sequence is UTF-8 (no GBK text of the
+  // program's headings is).
+  const bool has_bom = bytes.size() >= 3 && bytes.substr(0, 3) == "\xEF\xBB\xBF";
+  const std::string_view body = has_bom ? bytes.substr(3) : bytes;
+  if (has_bom || (!IsAscii(body) && IsValidUtf8(body))) {
     try {
-      return text::Utf8ToGbk(utf8);
+      return text::Utf8ToGbk(body);
     } catch (const text::EncodingError& e) {
       const unsigned char byte =
-          e.offset() < utf8.size() ? static_cast<unsigned char>(utf8[e.offset()]) : 0;
-      throw ConfigError(Where(file, LineAt(utf8, e.offset())) +
+          e.offset() < body.size() ? static_cast<unsigned char>(body[e.offset()]) : 0;
+      throw ConfigError(Where(file, LineAt(body, e.offset())) +
                         text::Format("UTF-8文本有误或含有GBK中没有的字符（第%zu个字节 0x%02X）",
-                                     e.offset() + 4, byte));
+                                     e.offset() + 1 + (has_bom ? 3 : 0), byte));
     }
   }
   std::size_t bad = 0;
   if (!text::IsValidGbk(bytes, &bad)) {
     const unsigned char byte = bad < bytes.size() ? static_cast<unsigned char>(bytes[bad]) : 0;
-    std::string message = Where(file, LineAt(bytes, bad)) +
-                          text::Format("不是有效的GBK文本（第%zu个字节 0x%02X）", bad + 1, byte);
-    if (IsValidUtf8(bytes)) message += "；文件似乎是UTF-8编码，请另存为GBK(ANSI)编码";
-    throw ConfigError(message);
+    throw ConfigError(Where(file, LineAt(bytes, bad)) +
+                      text::Format("不是有效的GBK文本（第%zu个字节 0x%02X）", bad + 1, byte));
   }
   return std::string(bytes);
 }

@@ -17,10 +17,11 @@
 //   spreadsheet writes an empty row of a one-column table). Empty lines at the
 //   end of the file are not rows. A short row has empty cells for the missing
 //   columns; cells beyond the last heading are ignored.
-// - The text must be GBK. A file that starts with the UTF-8 byte-order mark is
-//   taken as UTF-8 and converted to GBK. A UTF-16 file, bytes that are not GBK
-//   or UTF-8 characters that GBK lacks give a ConfigError naming the file and
-//   the line.
+// - The text is GBK. UTF-8 is converted to GBK: a file that starts with the
+//   UTF-8 byte-order mark, or one whose bytes are all valid UTF-8 and not all
+//   ASCII (GBK text of any of the program's headings is never valid UTF-8).
+//   A UTF-16 file, bytes that are not GBK, or UTF-8 characters that GBK lacks
+//   give a ConfigError naming the file and the line.
 #pragma once
 
 #include <stdexcept>

@@ -11,6 +11,7 @@
 #include "config/csv.h"
 #include "config/material_bom_config.h"
 #include "host/platform.h"
+#include "host/text.h"
 
 namespace {
 
@@ -60,6 +61,18 @@ std::string Write(const config::CsvTable& table) {
   return out;
 }
 
+bool LooksLikeUtf8(const std::string& s) {
+  bool ascii = true;
+  for (const char c : s) ascii = ascii && static_cast<unsigned char>(c) < 0x80;
+  if (ascii) return false;
+  try {
+    text::Utf8ToWide(s);
+    return true;
+  } catch (const text::EncodingError&) {
+    return false;
+  }
+}
+
 void CheckSplit(const std::string& text, const std::string& separator) {
   const std::vector<std::string> pieces = config::SplitString(text, separator);
   Check(!pieces.empty());
@@ -87,10 +100,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const std::vector<std::string> column = table.Column(heading);
     Check(heading.empty() ? column.empty() : column.size() == table.rows.size());
   }
-  // Written back fully quoted, the table reads the same.
-  const config::CsvTable again = config::ParseCsv(Write(table), "again.csv");
-  Check(again.headings == table.headings);
-  Check(again.rows == table.rows);
+  // Written back fully quoted, the table reads the same (unless the GBK text
+  // written happens to be valid UTF-8 too, which is then read as UTF-8).
+  const std::string written = Write(table);
+  if (!LooksLikeUtf8(written)) {
+    const config::CsvTable again = config::ParseCsv(written, "again.csv");
+    Check(again.headings == table.headings);
+    Check(again.rows == table.rows);
+  }
 
   for (const auto& heading : table.headings) {
     CheckSplit(heading, ",");

@@ -1,0 +1,45 @@
+// A memory host over a temporary folder: drive C holds the user folders, R
+// is a configuration root (RQConfig = "R:") and D holds D:\MYTOOL.
+#pragma once
+
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <filesystem>
+#include <string>
+
+#include "host/memory/memory_host.h"
+
+namespace config_test {
+
+class HostFolder : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    std::string pattern =
+        (std::filesystem::temp_directory_path() / "diebom-config-XXXXXX").string();
+    ASSERT_NE(mkdtemp(pattern.data()), nullptr);
+    dir_ = pattern;
+    for (const char* drive : {"C", "D", "R"}) {
+      std::filesystem::create_directories(dir_ / drive);
+      host_.MapDrive(drive[0], (dir_ / drive).string());
+    }
+    host_.SetVariable("RQConfig", "R:");
+    host_.SetDesktopFolder("C:\\Users\\designer\\Desktop");
+    host_.SetLocalAppDataFolder("C:\\Users\\designer\\AppData\\Local");
+    std::filesystem::create_directories(dir_ / "C/Users/designer/AppData/Local");
+  }
+  void TearDown() override { std::filesystem::remove_all(dir_); }
+
+  // Writes `bytes` at the logic path `path`, creating its folders.
+  void Write(const std::string& path, const std::string& bytes) {
+    const std::filesystem::path local = host_.LocalPath(path);
+    std::filesystem::create_directories(local.parent_path());
+    ASSERT_TRUE(host_.platform().WriteFile(path, bytes)) << host_.LocalPath(path);
+  }
+  void Remove(const std::string& path) { std::filesystem::remove(host_.LocalPath(path)); }
+
+  std::filesystem::path dir_;
+  memory::MemoryHost host_;
+};
+
+}  // namespace config_test

@@ -1,0 +1,182 @@
+#include "config/csv.h"
+
+#include <gtest/gtest.h>
+
+#include <climits>
+
+#include "config_test_support.h"
+#include "host/text.h"
+
+namespace config {
+namespace {
+
+using Cells = std::vector<std::string>;
+
+// The message of the ConfigError that parsing `bytes` throws.
+std::string ParseError(std::string_view bytes) {
+  try {
+    ParseCsv(bytes, "R:\\config\\t.csv");
+  } catch (const ConfigError& e) {
+    return e.what();
+  }
+  ADD_FAILURE() << "no error for " << text::GbkToUtf8(std::string(bytes));
+  return {};
+}
+
+TEST(ParseCsv, LineEndsOfEveryKindGiveTheSameTable) {
+  for (const char* bytes : {"层,名\r\n10,上模座\r\n20,下模座\r\n", "层,名\n10,上模座\n20,下模座",
+                            "层,名\r10,上模座\r20,下模座\r", "层,名\n10,上模座\r\n20,下模座\r"}) {
+    const CsvTable t = ParseCsv(bytes, "t.csv");
+    EXPECT_EQ(t.headings, (Cells{"层", "名"}));
+    EXPECT_EQ(t.Column("层"), (Cells{"10", "20"}));
+    EXPECT_EQ(t.Column("名"), (Cells{"上模座", "下模座"}));
+  }
+}
+
+TEST(ParseCsv, QuotedCellsAsTheSpreadsheetWritesThem) {
+  const CsvTable t = ParseCsv(
+      "流程,说明\r\n"
+      "\"CNC开粗,热处理,慢丝\",\"请用\"\"图层优化\"\"\"\r\n"
+      "\"两行\r\n文字\",\"\"\r\n"
+      "\"前\"后,尺寸12\"\r\n",
+      "t.csv");
+  EXPECT_EQ(t.Column("流程"), (Cells{"CNC开粗,热处理,慢丝", "两行\r\n文字", "前后"}));
+  EXPECT_EQ(t.Column("说明"), (Cells{"请用\"图层优化\"", "", "尺寸12\""}));
+}
+
+TEST(ParseCsv, RowsKeepTheirPositions) {
+  // Short rows get empty cells, cells past the last heading are dropped, an
+  // empty line in the middle is a row, empty lines at the end are not.
+  const CsvTable t = ParseCsv("a,b,c\r\n1\r\n\r\n,,\r\n4,5,6,7,8\r\n\r\n\r\n", "t.csv");
+  ASSERT_EQ(t.rows.size(), 4u);
+  EXPECT_EQ(t.Column("a"), (Cells{"1", "", "", "4"}));
+  EXPECT_EQ(t.Column("b"), (Cells{"", "", "", "5"}));
+  EXPECT_EQ(t.Column("c"), (Cells{"", "", "", "6"}));
+  for (const auto& row : t.rows) EXPECT_EQ(row.size(), 3u);
+  // A one-column table: an empty line is an empty cell.
+  EXPECT_EQ(ParseCsv("出图的路径\r\n\r\nD:\\out\r\n", "t.csv").Column("出图的路径"),
+            (Cells{"", "D:\\out"}));
+}
+
+TEST(ParseCsv, HeadingsAreMatchedExactlyAndTheLeftmostWins) {
+  const CsvTable t = ParseCsv("重量(KG),,重量(KG), 备注,\r\n1,2,3,4,5\r\n", "t.csv");
+  EXPECT_EQ(t.Column("重量(KG)"), (Cells{"1"}));
+  EXPECT_EQ(t.ColumnIndex("重量(KG)"), 0);
+  EXPECT_TRUE(t.Column("").empty());
+  EXPECT_TRUE(t.Column("备注").empty());
+  EXPECT_EQ(t.Column(" 备注"), (Cells{"4"}));
+  EXPECT_EQ(t.ColumnIndex("无此列"), -1);
+}
+
+TEST(ParseCsv, EmptyFilesAndHeadingOnly) {
+  for (const char* bytes : {"", "\r\n\r\n", "\xEF\xBB\xBF"}) {
+    const CsvTable t = ParseCsv(bytes, "t.csv");
+    EXPECT_TRUE(t.headings.empty());
+    EXPECT_TRUE(t.rows.empty());
+  }
+  const CsvTable t = ParseCsv("改模颜色\r\n", "t.csv");
+  EXPECT_EQ(t.headings, (Cells{"改模颜色"}));
+  EXPECT_TRUE(t.Column("改模颜色").empty());
+}
+
+TEST(ParseCsv, Utf8IsConvertedToGbk) {
+  const std::string utf8 = text::GbkToUtf8("总图层,总名称\r\n10,上模座\r\n");
+  for (const std::string& bytes : {"\xEF\xBB\xBF" + utf8, utf8}) {
+    const CsvTable t = ParseCsv(bytes, "t.csv");
+    EXPECT_EQ(t.Column("总图层"), (Cells{"10"}));
+    EXPECT_EQ(t.Column("总名称"), (Cells{"上模座"}));
+  }
+  // A character GBK does not have (U+1F600) is named with its line.
+  const std::string error = ParseError("\xEF\xBB\xBF" + utf8 + "20,\xF0\x9F\x98\x80\r\n");
+  EXPECT_NE(error.find("R:\\config\\t.csv"), std::string::npos) << text::GbkToUtf8(error);
+  EXPECT_NE(error.find("第3行"), std::string::npos) << text::GbkToUtf8(error);
+}
+
+TEST(ParseCsv, BadBytesAreNamedByFileAndLine) {
+  // Not GBK: a lone lead byte before the line end, on line 3.
+  std::string error = ParseError("层,名\r\n10,上模座\r\n20,\xB2\r\n");
+  EXPECT_EQ(error.rfind("配置文件：R:\\config\\t.csv 第3行：", 0), 0u) << text::GbkToUtf8(error);
+  EXPECT_NE(error.find("GBK"), std::string::npos);
+  // 0xFF never starts a GBK character; line 2 of LF lines.
+  error = ParseError("层\n\xFF\xFF\n");
+  EXPECT_NE(error.find("第2行"), std::string::npos) << text::GbkToUtf8(error);
+  // UTF-16 text is refused as a whole.
+  error =
+      ParseError(std::string("\xFF\xFE"
+                             "a\0,\0b\0",
+                             8));
+  EXPECT_NE(error.find("UTF-16"), std::string::npos) << text::GbkToUtf8(error);
+  // A quote left open names the line where its cell began.
+  error = ParseError("层,名\r\n10,\"上模座\r\n20,下模座\r\n");
+  EXPECT_EQ(error.rfind("配置文件：R:\\config\\t.csv 第2行：", 0), 0u) << text::GbkToUtf8(error);
+  EXPECT_NE(error.find("引号"), std::string::npos);
+  error = ParseError("\"");
+  EXPECT_NE(error.find("第1行"), std::string::npos);
+}
+
+TEST(ParseCsv, SecondBytesOfGbkCharactersAreNeverSeparators) {
+  // "乗" is 81 5C; its second byte is "\", and GBK second bytes never reach
+  // the quote, comma or line-end bytes.
+  const CsvTable t = ParseCsv("名\r\n乗\\乗\r\n", "t.csv");
+  EXPECT_EQ(t.Column("名"), (Cells{"乗\\乗"}));
+}
+
+TEST(SplitString, PiecesBetweenSeparators) {
+  EXPECT_EQ(SplitString("a,,b", ","), (Cells{"a", "", "b"}));
+  EXPECT_EQ(SplitString("", ","), (Cells{""}));
+  EXPECT_EQ(SplitString(",", ","), (Cells{"", ""}));
+  EXPECT_EQ(SplitString("UB-03", "-"), (Cells{"UB", "03"}));
+  EXPECT_EQ(SplitString("a->b->", "->"), (Cells{"a", "b", ""}));
+  EXPECT_EQ(SplitString("abc", ""), (Cells{"abc"}));
+  // A path split at "\" leaves "乗" (81 5C) whole.
+  EXPECT_EQ(SplitString("D:\\乗\\模具", "\\"), (Cells{"D:", "乗", "模具"}));
+  // A double-byte separator only matches whole characters: "层" is B2 E3,
+  // and "\xE3\xB2" straddles "层层".
+  EXPECT_EQ(SplitString("层层", "\xE3\xB2"), (Cells{"层层"}));
+  EXPECT_EQ(SplitString("上层下", "层"), (Cells{"上", "下"}));
+}
+
+TEST(CellConversions, AsAtoiAndAtof) {
+  EXPECT_EQ(CellToInt("186"), 186);
+  EXPECT_EQ(CellToInt(" 12abc"), 12);
+  EXPECT_EQ(CellToInt("-7"), -7);
+  EXPECT_EQ(CellToInt("abc"), 0);
+  EXPECT_EQ(CellToInt(""), 0);
+  EXPECT_EQ(CellToInt("99999999999999"), INT_MAX);
+  EXPECT_EQ(CellToInt("-99999999999999"), INT_MIN);
+  EXPECT_DOUBLE_EQ(CellToDouble("7.85"), 7.85);
+  EXPECT_DOUBLE_EQ(CellToDouble(" 0.5kg"), 0.5);
+  EXPECT_DOUBLE_EQ(CellToDouble("1e3"), 1000.0);
+  EXPECT_DOUBLE_EQ(CellToDouble("密度"), 0.0);
+}
+
+class ReadConfigFileTest : public config_test::HostFolder {};
+
+TEST_F(ReadConfigFileTest, TableStaysAfterCloseAndGoesWithAFailedOpen) {
+  Write("R:\\config\\TK\\色.csv", "材质颜色标准,材质名称\r\n6,Cr12MoV\r\n42,45#\r\n");
+  ReadConfigFile reader(host_.platform());
+  ASSERT_TRUE(reader.OpenConfigFile("R:\\config\\TK\\色.csv"));
+  reader.CloseConfigFile();
+  EXPECT_EQ(reader.GetColumnValue("材质名称"), (Cells{"Cr12MoV", "45#"}));
+  EXPECT_EQ(reader.GetColumnValue("材质颜色标准"), (Cells{"6", "42"}));
+  EXPECT_TRUE(reader.GetColumnValue("热处理信息").empty());
+
+  EXPECT_FALSE(reader.OpenConfigFile("R:\\config\\TK\\没有.csv"));
+  EXPECT_TRUE(reader.GetColumnValue("材质名称").empty());
+}
+
+TEST_F(ReadConfigFileTest, MalformedFileNamesItsLogicPath) {
+  Write("R:\\config\\坏.csv", "名称\r\n\"未闭合\r\n");
+  ReadConfigFile reader(host_.platform());
+  try {
+    reader.OpenConfigFile("R:\\config\\坏.csv");
+    FAIL() << "no error";
+  } catch (const ConfigError& e) {
+    EXPECT_EQ(std::string(e.what()).rfind("配置文件：R:\\config\\坏.csv 第2行：", 0), 0u)
+        << text::GbkToUtf8(e.what());
+  }
+  EXPECT_TRUE(reader.GetColumnValue("名称").empty());
+}
+
+}  // namespace
+}  // namespace config
