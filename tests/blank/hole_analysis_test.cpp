@@ -1,0 +1,107 @@
+// Simple holes on real solids, and the direction rules with their tie-breaks.
+#include "blank/hole_analysis.h"
+
+#include "blank_fixture.h"
+
+namespace {
+
+using namespace blank_test;
+using blank::HoleAnalysis;
+using blank::SimpleHoleInfo;
+
+// A 200 x 120 x 30 plate with four through holes along Z and two along X.
+Shape DrilledPlate() {
+  Shape plate = Shape::Box(200, 120, 30);
+  for (int i = 0; i < 4; ++i) plate = plate.Drilled({30.0 + 45 * i, 60, 30}, {0, 0, -1}, 12, 30);
+  plate = plate.Drilled({200, 30, 15}, {-1, 0, 0}, 8, 200);
+  plate = plate.Drilled({0, 90, 15}, {1, 0, 0}, 8, 200);
+  return plate;
+}
+
+TEST(Holes, ThroughHolesAreGroupedByDirection) {
+  MemoryHost h;
+  const Tag plate = h.AddBody(DrilledPlate());
+  const std::vector<SimpleHoleInfo> groups = HoleAnalysis(h).GetSimpleHoles(plate);
+  ASSERT_EQ(groups.size(), 2u);
+  int z = -1, x = -1;
+  for (int i = 0; i < 2; ++i) {
+    if (std::fabs(groups[i].direction.Z) > 0.999) z = i;
+    if (std::fabs(groups[i].direction.X) > 0.999) x = i;
+  }
+  ASSERT_GE(z, 0);
+  ASSERT_GE(x, 0);
+  EXPECT_EQ(groups[z].count, 4);
+  EXPECT_EQ(groups[x].count, 2);  // drilled from opposite sides: one group
+}
+
+TEST(Holes, BossesSlotsAndBlindPocketsAreNotSimpleHoles) {
+  MemoryHost h;
+  // A boss on a block: its cylinder's normal points away from the axis.
+  const Tag boss = h.AddBody(Shape::Box(100, 100, 20).Fuse(Shape::Cylinder(10, 15, {50, 50, 20})));
+  EXPECT_TRUE(HoleAnalysis(h).GetSimpleHoles(boss).empty());
+  // An open half-cylinder slot along a side: its face has open edges.
+  const Tag slot = h.AddBody(Shape::Box(100, 50, 20).Cut(Shape::Cylinder(6, 20, {50, 0, 0})));
+  EXPECT_TRUE(HoleAnalysis(h).GetSimpleHoles(slot).empty());
+  // A round punch has no hole at all.
+  EXPECT_TRUE(HoleAnalysis(h).GetSimpleHoles(h.AddBody(Shape::Cylinder(15, 80))).empty());
+  // A blind hole is bounded by closed circles too: it counts.
+  const Tag blind = h.AddBody(Shape::Box(100, 100, 40).Drilled({50, 50, 40}, {0, 0, -1}, 10, 15));
+  const auto groups = HoleAnalysis(h).GetSimpleHoles(blind);
+  ASSERT_EQ(groups.size(), 1u);
+  EXPECT_EQ(groups[0].count, 1);
+}
+
+TEST(Holes, OppositeAndTiltedDirectionsAgainstTheMatrix) {
+  const Matrix3x3 m;  // identity
+  std::vector<SimpleHoleInfo> holes = {
+      {{0, 0, -1}, 3}, {{0.7071, 0.7071, 0}, 5}, {{1, 0.004, 0}, 2}, {{0, 1, 0}, 1}};
+  std::vector<SimpleHoleInfo> normal, other;
+  HoleAnalysis::GetMtxNormalHoles(m, holes, normal, other);
+  ASSERT_EQ(normal.size(), 3u);
+  ASSERT_EQ(other.size(), 1u);
+  EXPECT_EQ(normal[0].count, 3);  // input order kept
+  EXPECT_EQ(normal[1].count, 2);
+  EXPECT_EQ(normal[2].count, 1);
+  EXPECT_EQ(other[0].count, 5);
+  HoleAnalysis::SortByCount(normal);
+  EXPECT_EQ(normal[0].count, 1);
+  EXPECT_EQ(normal[2].count, 3);
+}
+
+TEST(Holes, CandidateXDirections) {
+  const Matrix3x3 m{0, 1, 0, 0, 0, 1, 1, 0, 0};  // X = world Y, Y = world Z, Z = world X
+  auto xs = HoleAnalysis::GetMtxXYDirection(m, {0, -1, 0});  // along the matrix's X
+  ASSERT_EQ(xs.size(), 4u);
+  ExpectVec(xs[0], m.YAxis());
+  ExpectVec(xs[1], m.ZAxis());
+  ExpectVec(xs[2], host::Negate(m.YAxis()));
+  ExpectVec(xs[3], host::Negate(m.ZAxis()));
+  xs = HoleAnalysis::GetMtxXYDirection(m, {0, 0, 1});  // along Y
+  ExpectVec(xs[0], m.XAxis());
+  ExpectVec(xs[1], m.ZAxis());
+  xs = HoleAnalysis::GetMtxXYDirection(m, {1, 0, 0});  // along Z
+  ExpectVec(xs[0], m.XAxis());
+  ExpectVec(xs[1], m.YAxis());
+  // 45 degrees to every axis it is near: no X candidate.
+  EXPECT_TRUE(HoleAnalysis::GetMtxXYDirection(m, {1, 1, 0}).empty());
+  EXPECT_TRUE(HoleAnalysis::GetMtxXYDirection(m, {1, 1, 1}).empty());
+  EXPECT_TRUE(HoleAnalysis::GetMtxXYDirection(m, {0, 0, 0}).empty());
+}
+
+TEST(Holes, NearestDirectionAndOrientation) {
+  EXPECT_NEAR(HoleAnalysis::AngleDegrees({1, 0, 0}, {0, 1, 0}), 90.0, 1e-9);
+  EXPECT_NEAR(HoleAnalysis::AngleDegrees({1, 0, 0}, {-1, 0, 0}), 180.0, 1e-9);
+  EXPECT_NEAR(HoleAnalysis::AngleDegrees({1, 1, 0}, {1, 0, 0}), 45.0, 1e-9);
+  // The first of equally near candidates wins; an empty list gives zero.
+  ExpectVec(HoleAnalysis::NearestDirection({{1, 0, 0}, {0, 1, 0}, {0, -1, 0}}, {0, 0, 1}),
+            {1, 0, 0});
+  ExpectVec(HoleAnalysis::NearestDirection({{0, -1, 0}, {0, 0.1, 1}, {0, -0.1, 1}}, {0, 0, 1}),
+            {0, 0.1, 1});
+  ExpectVec(HoleAnalysis::NearestDirection({}, {0, 0, 1}), {0, 0, 0});
+  // Toward the reference; a perpendicular direction is a tie: reversed.
+  ExpectVec(HoleAnalysis::OrientToward({0, 0, -1}, {0, 0, 1}), {0, 0, 1});
+  ExpectVec(HoleAnalysis::OrientToward({0.1, 0, 1}, {0, 0, 1}), {0.1, 0, 1});
+  ExpectVec(HoleAnalysis::OrientToward({0, 1, 0}, {0, 0, 1}), {0, -1, 0});
+}
+
+}  // namespace

@@ -1,0 +1,295 @@
+// The material parameter computation on real bodies: both paths, the colour
+// and state rules, weights, ordering, remarks and the machining table.
+#include "blank/material_param_calculator.h"
+
+#include "blank_fixture.h"
+#include "host/text.h"
+
+namespace {
+
+using namespace blank_test;
+using blank::MaterialParam;
+using blank::MaterialParamCalculator;
+
+struct Params : ::testing::Test {
+  MemoryHost h;
+  config::MaterialBomSettings settings = DieShopSettings();
+  std::vector<std::string> trace;
+
+  std::unique_ptr<MaterialParamCalculator> Calc(int mode = 0) {
+    auto c = std::make_unique<MaterialParamCalculator>(
+        h, blank::BomOptions{false, false, true, mode}, settings);
+    c->SetTrace([this](const std::string& s) { trace.push_back(s); });
+    return c;
+  }
+  bool Traced(const std::string& s) const {
+    return std::find(trace.begin(), trace.end(), s) != trace.end();
+  }
+  void Mark(Tag body, const std::string& id = "01020304050006") {
+    h.attributes().SetString(body, "实体标识", id);
+    h.attributes().SetString(body, "材料代号", "UB-03");
+    h.attributes().SetString(body, "材料名称", "垫板");
+    h.attributes().SetString(body, "材料材质", "P20");
+  }
+};
+
+TEST_F(Params, FullPathComputesWritesAndRestoresTheWorkSystem) {
+  h.SetClock({2026, 11, 21, 9, 8, 7, 654});
+  const Tag body = h.AddBody(Shape::Box(100, 50, 20).Rotated({}, {0, 0, 1}, Deg(30)), 10, 11);
+  const Tag wcs = h.csys().AskWcs();
+  const MaterialParam p = Calc()->GetBodyMaterialParam(body);
+  EXPECT_EQ(p.name, "上模座");  // layer 10's name
+  EXPECT_EQ(p.code, "UB-");
+  EXPECT_EQ(p.material, "Cr12MoV");  // colour 11
+  EXPECT_EQ(p.heat_treatment, "HRC58-60");
+  EXPECT_EQ(p.spec, "100.0x50.0x20.0");
+  EXPECT_EQ(p.stored_spec, "");
+  EXPECT_DOUBLE_EQ(p.length, 100.0);
+  EXPECT_DOUBLE_EQ(p.width, 50.0);
+  EXPECT_DOUBLE_EQ(p.thickness, 20.0);
+  EXPECT_EQ(p.weight, "0.8");
+  EXPECT_EQ(p.quantity, "1");
+  EXPECT_EQ(p.ordering_method, "库存料");  // 0.8 kg: equal to the limit
+  EXPECT_EQ(p.remark, "");                 // layer 10 is not an equal-height layer
+  EXPECT_EQ(p.state, "");
+  EXPECT_EQ(p.net_weight, "");  // no machining table
+  EXPECT_EQ(p.process, "");
+  EXPECT_EQ(p.color, 11);
+  EXPECT_EQ(p.body, body);
+  EXPECT_EQ(h.csys().AskWcs(), wcs);
+  // Written back: identity, spec, orientation, material and heat treatment;
+  // the record's ordering method is not written.
+  EXPECT_EQ(Attr(h, body, "实体标识"), "11210908070654");
+  EXPECT_EQ(Attr(h, body, "材料规格"), "100.0x50.0x20.0");
+  EXPECT_EQ(Attr(h, body, "材料材质"), "Cr12MoV");
+  EXPECT_EQ(Attr(h, body, "材料热处理"), "HRC58-60");
+  EXPECT_NE(Attr(h, body, "材料方位"), "<none>");
+  EXPECT_EQ(Attr(h, body, "材料订购方式"), "<none>");
+  EXPECT_EQ(CsysNamed(h, "11210908070654").size(), 1u);
+  // The step names went to the trace hook.
+  EXPECT_TRUE(Traced("bodyLayer:10"));
+  EXPECT_TRUE(Traced("existingCsys:0"));
+  EXPECT_TRUE(Traced("获取体积最小的方位"));
+  EXPECT_TRUE(Traced("参数读取完成"));
+  // A default calculator discards the trace without failing.
+  MaterialParamCalculator quiet(h, blank::BomOptions{}, settings);
+  EXPECT_EQ(quiet.GetBodyMaterialParam(h.AddBody(Shape::Box(1, 2, 3))).spec, "1.0x2.0x3.0");
+}
+
+TEST_F(Params, ShortPathKeepsStoredValuesOnAChangedBody) {
+  const Tag body = h.AddBody(Shape::Box(100, 50, 20), 10, 87);
+  Mark(body);
+  h.attributes().SetString(body, "材料规格", "100.0x50.0x20.0");
+  h.attributes().SetString(body, "材料重量", "0.8");
+  h.attributes().SetString(body, "材料备注", "留磨量");
+  h.attributes().SetString(body, "材料余量", "1.000_1.000_2.000_2.000_3.000");
+  h.attributes().SetString(body, "材料热处理", "氮化");
+  h.SetBodyShape(body, Shape::Box(300, 50, 20));  // the geometry changed since
+  const Tag probe = Probe(h);
+  const MaterialParam p = Calc()->GetBodyMaterialParam(body);
+  EXPECT_EQ(p.spec, "100.0x50.0x20.0");
+  EXPECT_EQ(p.stored_spec, "100.0x50.0x20.0");
+  EXPECT_EQ(p.weight, "0.8");
+  EXPECT_EQ(p.name, "垫板");
+  EXPECT_EQ(p.code, "UB-03");
+  EXPECT_EQ(p.material, "P20");  // colour 87 is not in the table
+  EXPECT_EQ(p.heat_treatment, "氮化");
+  EXPECT_EQ(p.remark, "留磨量");
+  EXPECT_EQ(p.allowance, "1.000_1.000_2.000_2.000_3.000");
+  EXPECT_EQ(p.quantity, "");  // missing attribute: empty
+  EXPECT_DOUBLE_EQ(p.length, 0.0);
+  EXPECT_EQ(LiveObjectsSince(h, probe), 0);  // no geometry work, no system
+  EXPECT_FALSE(Traced("获取当前坐标系"));
+}
+
+TEST_F(Params, ColourTableOverridesAStoredMaterial) {
+  const Tag body = h.AddBody(Shape::Box(10, 10, 10), 10, 36);
+  Mark(body);
+  h.attributes().SetString(body, "材料热处理", "氮化");
+  const MaterialParam p = Calc()->GetBodyMaterialParam(body);
+  EXPECT_EQ(p.material, "SKD11");
+  EXPECT_EQ(p.heat_treatment, "HRC60-62");
+  EXPECT_EQ(Attr(h, body, "材料材质"), "SKD11");
+  EXPECT_EQ(Attr(h, body, "材料热处理"), "HRC60-62");
+}
+
+TEST_F(Params, ColourBeyondTheMaterialListStopsWithTheSubscriptError) {
+  settings.material.material_names.pop_back();  // colour 36 now has no material
+  const Tag body = h.AddBody(Shape::Box(10, 10, 10), 10, 36);
+  auto calc = Calc();
+  const Tag wcs = h.csys().AskWcs();
+  try {
+    calc->GetBodyMaterialParam(body);
+    FAIL() << "no error";
+  } catch (const std::out_of_range& e) {
+    EXPECT_STREQ(e.what(), "invalid vector<T> subscript");
+  }
+  // The work system is restored on the way out.
+  EXPECT_EQ(h.csys().AskWcs(), wcs);
+  EXPECT_EQ(calc->ColorIndex(36), 2);
+  EXPECT_EQ(calc->ColorIndex(99), 0);  // absent: 0, like the first entry
+  EXPECT_FALSE(calc->IsConfiguredColor(99));
+}
+
+TEST_F(Params, NewBodiesGetTheStateAndADate) {
+  h.SetClock({2026, 1, 2, 3, 4, 5, 6});
+  const Tag fresh = h.AddBody(Shape::Box(10, 10, 10), 10, 186);
+  MaterialParam p = Calc()->GetBodyMaterialParam(fresh);
+  EXPECT_EQ(p.state, "新增");
+  EXPECT_EQ(p.modified, "2026-01-02 03:04:05");
+  EXPECT_EQ(Attr(h, fresh, "修改日期"), "2026-01-02 03:04:05");
+  // Short path: an existing date is kept.
+  const Tag marked = h.AddBody(Shape::Box(10, 10, 10), 10, 186);
+  Mark(marked);
+  h.attributes().SetString(marked, "修改日期", "2025-12-31 23:59:59");
+  p = Calc()->GetBodyMaterialParam(marked);
+  EXPECT_EQ(p.state, "新增");
+  EXPECT_EQ(p.modified, "2025-12-31 23:59:59");
+  // Another colour: no state, no date written.
+  const Tag plain = h.AddBody(Shape::Box(10, 10, 10), 10, 11);
+  p = Calc()->GetBodyMaterialParam(plain);
+  EXPECT_EQ(p.state, "");
+  EXPECT_EQ(Attr(h, plain, "修改日期"), "<none>");
+}
+
+TEST_F(Params, WeightLimitOrderingAndRemarks) {
+  // 100 x 50 x 20 at 8 g/cm3 is 0.8 kg: exactly the limit.
+  const Tag at_limit = h.AddBody(Shape::Box(100, 50, 20), 20, 11);
+  MaterialParam p = Calc()->GetBodyMaterialParam(at_limit);
+  EXPECT_EQ(p.ordering_method, "库存料");
+  EXPECT_EQ(p.remark, "厚度(20.0)等高");  // layer 20 is an equal-height layer
+  EXPECT_EQ(p.name, "下模板");
+  EXPECT_EQ(p.code, "LP-");
+  const Tag heavier = h.AddBody(Shape::Box(100, 50, 20.5), 20, 11);
+  p = Calc()->GetBodyMaterialParam(heavier);
+  EXPECT_EQ(p.weight, "0.8");  // 0.82 shown with one decimal
+  EXPECT_EQ(p.ordering_method, "毛料订购");
+  // Stored ordering method and remark are kept, whatever the weight says.
+  const Tag kept = h.AddBody(Shape::Box(100, 50, 40.5), 20, 11);
+  h.attributes().SetString(kept, "材料订购方式", "库存料");
+  h.attributes().SetString(kept, "材料备注", "客户提供");
+  h.attributes().SetString(kept, "材料名称", "定位块");
+  p = Calc()->GetBodyMaterialParam(kept);
+  EXPECT_EQ(p.ordering_method, "库存料");
+  EXPECT_EQ(p.remark, "客户提供");
+  EXPECT_EQ(p.name, "定位块");
+  EXPECT_EQ(p.spec, "100.0x50.0x40.5");
+  auto calc = Calc();
+  EXPECT_TRUE(calc->IsNoBuyBody(kept));
+  EXPECT_FALSE(calc->IsNoBuyBody(heavier));  // no attribute
+  h.attributes().SetString(heavier, "材料订购方式", "毛料订购");
+  EXPECT_FALSE(calc->IsNoBuyBody(heavier));
+  // A layer that is not configured: no name, a bare "-" code.
+  p = Calc()->GetBodyMaterialParam(h.AddBody(Shape::Box(5, 5, 5), 77, 11));
+  EXPECT_EQ(p.name, "");
+  EXPECT_EQ(p.code, "-");
+}
+
+TEST_F(Params, ExtentsFollowTheCalculationMode) {
+  const Tag body = h.AddBody(Shape::Box(10.004, 20.3, 10.506), 10, 11);
+  EXPECT_EQ(Calc(0)->GetBodyMaterialParam(body).spec, "10.0x20.5x11.0");
+  h.attributes().Delete(body, host::kStringAttribute, "实体标识");
+  const MaterialParam exact = Calc(1)->GetBodyMaterialParam(body);
+  EXPECT_EQ(exact.spec, "10.0x20.3x10.5");
+  EXPECT_NEAR(exact.length, 10.004, 1e-7);
+}
+
+TEST_F(Params, ExistingNamedSystemIsUsedWithoutASearch) {
+  const Tag body = h.AddBody(Shape::Box(100, 50, 20), 10, 11);
+  h.attributes().SetString(body, "实体标识", "05060708091234");
+  // A system given by hand: turned 90 degrees about Z, so X runs along the
+  // block's 50 side.
+  auto calc = Calc();
+  Matrix3x3 m{0, 1, 0, -1, 0, 0, 0, 0, 1};
+  const Tag csys = calc->geometry().CreateCsys(m);
+  h.objects().SetName(csys, "05060708091234");
+  const MaterialParam p = calc->GetBodyMaterialParam(body);
+  EXPECT_EQ(p.spec, "50.0x100.0x20.0");
+  EXPECT_TRUE(Traced("existingCsys:1"));
+  EXPECT_FALSE(Traced("获取体积最小的方位"));
+  EXPECT_EQ(Attr(h, body, "材料方位"), "<none>");
+  EXPECT_EQ(CsysNamed(h, "05060708091234"), std::vector<Tag>{csys});
+}
+
+TEST_F(Params, RecomputationReplacesTheNamedSystem) {
+  const Tag body = h.AddBody(Shape::Box(100, 50, 20).Rotated({}, {0, 0, 1}, Deg(15)), 10, 11);
+  auto calc = Calc();
+  calc->GetBodyMaterialParam(body);
+  const std::string id = Attr(h, body, "实体标识");
+  ASSERT_EQ(CsysNamed(h, id).size(), 1u);
+  calc->CalcBodyMinOrient(body);
+  calc->CalcBodyMinOrient(body);
+  EXPECT_EQ(CsysNamed(h, id).size(), 1u);
+  EXPECT_EQ(Attr(h, body, "实体标识"), id);
+}
+
+TEST_F(Params, MachiningTableGivesNetWeightAndProcess) {
+  // 100 x 50 x 10 = 50000 mm3 at 8 g/cm3: 0.4 kg. The limit is written as
+  // the measured net weight to the last digit, so that the two are equal.
+  const Tag equal = h.AddBody(Shape::Box(100, 50, 10), 10, 11);
+  const double net = h.bodies().Volume(equal) * 8.0 / 1000000.0;
+  ScratchDrive drive(h);
+  drive.Write("maching_process_bom.csv", "重量限制,密度(g/cm),实体颜色,10,20\r\n" +
+                                             text::Format("%.17g", net) +
+                                             ",7.85,6,铣六面-钻孔,线割\r\n"
+                                             ",,11,CNC开粗-热处理-磨床,\r\n"
+                                             ",,36\r\n");
+  settings.machining_process =
+      config::MachiningProcess::Load(h.platform(), "D:\\maching_process_bom.csv");
+  ASSERT_EQ(settings.machining_process->weight_limit, net);
+  settings.blank_density = 8.0;
+  auto calc = Calc();
+  MaterialParam p = calc->GetBodyMaterialParam(equal);
+  EXPECT_EQ(p.net_weight, "0.400");
+  EXPECT_EQ(p.process, "CNC开粗-热处理-磨床");
+  // Lighter than the limit: none.
+  const Tag light = h.AddBody(Shape::Box(100, 50, 9.9), 10, 11);
+  EXPECT_EQ(calc->GetBodyMaterialParam(light).process, "");
+  EXPECT_EQ(calc->weights().ManufacturingProcess(light), "");
+  // A colour not in the table, a layer without a column, an empty cell, a row
+  // past the end of a short column.
+  EXPECT_EQ(calc->weights().ManufacturingProcess(h.AddBody(Shape::Box(100, 50, 20), 10, 87)), "");
+  EXPECT_EQ(calc->weights().ManufacturingProcess(h.AddBody(Shape::Box(100, 50, 20), 30, 11)), "");
+  EXPECT_EQ(calc->weights().ManufacturingProcess(h.AddBody(Shape::Box(100, 50, 20), 20, 11)), "");
+  EXPECT_EQ(calc->weights().ManufacturingProcess(h.AddBody(Shape::Box(100, 50, 20), 20, 6)),
+            "线割");
+  EXPECT_EQ(calc->weights().ManufacturingProcess(h.AddBody(Shape::Box(100, 50, 20), 20, 36)), "");
+  // The short path computes them too.
+  const Tag marked = h.AddBody(Shape::Box(100, 50, 20), 10, 6);
+  Mark(marked);
+  p = calc->GetBodyMaterialParam(marked);
+  EXPECT_EQ(p.net_weight, "0.800");
+  EXPECT_EQ(p.process, "铣六面-钻孔");
+  // A table that cannot be read: limit 0, every net weight passes, and a
+  // density of 0 makes every net weight 0.
+  settings.machining_process = config::MachiningProcess::Load(h.platform(), "D:\\missing.csv");
+  settings.blank_density = 0.0;
+  p = Calc()->GetBodyMaterialParam(marked);
+  EXPECT_EQ(p.net_weight, "0.000");
+  EXPECT_EQ(p.process, "");
+}
+
+TEST_F(Params, RecordLookupAndBatches) {
+  const Tag a = h.AddBody(Shape::Box(10, 10, 10), 10, 11);
+  const Tag b = h.AddBody(Shape::Box(20, 10, 10), 10, 11);
+  auto calc = Calc();
+  std::vector<MaterialParam> records = calc->GetBodiesMaterialParam({a, b, a});
+  ASSERT_EQ(records.size(), 3u);
+  EXPECT_EQ(records[1].spec, "20.0x10.0x10.0");
+  records[2].remark = "later";
+  EXPECT_EQ(MaterialParamCalculator::GetBodyMtlParam(a, records), &records[2]);  // last match
+  EXPECT_EQ(MaterialParamCalculator::GetBodyMtlParam(b, records), &records[1]);
+  EXPECT_EQ(MaterialParamCalculator::GetBodyMtlParam(999, records), nullptr);
+  EXPECT_TRUE(calc->GetBodiesMaterialParam({}).empty());
+  // ResetBodyOffset refreshes the record and hands it to the dialog.
+  h.attributes().SetString(b, "材料余量", "1_1_2_2_3");
+  calc->SetRecords(&records);
+  std::string refreshed;
+  calc->SetRowRefresh([&](Tag, const MaterialParam& r) { refreshed = r.spec; });
+  EXPECT_EQ(calc->ResetBodyOffset(b), "24.0x12.0x13.0");
+  EXPECT_EQ(records[1].spec, "24.0x12.0x13.0");
+  EXPECT_EQ(refreshed, "24.0x12.0x13.0");
+  EXPECT_EQ(calc->ResetBodyOffset(a), std::nullopt);  // no allowance
+}
+
+}  // namespace

@@ -1,0 +1,205 @@
+// The blank orientation of real bodies and the named blank coordinate system.
+#include "blank/orientation.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <random>
+
+#include "blank/body_info.h"
+#include "blank/material_param_calculator.h"
+#include "blank_fixture.h"
+
+namespace {
+
+using namespace blank_test;
+using blank::MaterialParamCalculator;
+
+struct Orienting : ::testing::Test {
+  MemoryHost h;
+  config::MaterialBomSettings settings = DieShopSettings();
+  MaterialParamCalculator calc{h, blank::BomOptions{}, settings};
+
+  Matrix3x3 OrientationOf(Tag body) { return calc.orientation().ChooseOrientation(body); }
+  // The orientation recorded on the body, as numbers.
+  std::vector<double> Recorded(Tag body) {
+    std::vector<double> v(6);
+    const std::string s = Attr(h, body, "材料方位");
+    EXPECT_EQ(
+        std::sscanf(s.c_str(), "%lf,%lf,%lf,%lf,%lf,%lf", &v[0], &v[1], &v[2], &v[3], &v[4], &v[5]),
+        6)
+        << s;
+    return v;
+  }
+};
+
+TEST_F(Orienting, TurnedCuboidLiesAlongItsLongEdgeNearestWorldX) {
+  // 100 x 50 x 20 turned 30 degrees about Z: the long edge runs at 30 degrees
+  // (nearest +X), the short one at 120 degrees.
+  const double a = Deg(30);
+  const Tag body =
+      h.AddBody(Shape::Box(100, 50, 20).Rotated({}, {0, 0, 1}, a).Translated({40, -7, 3}));
+  const Matrix3x3 m = OrientationOf(body);
+  ExpectVec(m.XAxis(), Rot({1, 0, 0}, a), 1e-9);
+  ExpectVec(m.ZAxis(), {0, 0, 1}, 1e-9);
+  // The same seen from the other side: turned -60 degrees, the long edge at
+  // -60 and the short one at 30, so X follows the short edge now.
+  const Tag other = h.AddBody(Shape::Box(100, 50, 20).Rotated({}, {0, 0, 1}, Deg(-60)));
+  ExpectVec(OrientationOf(other).XAxis(), Rot({1, 0, 0}, a), 1e-9);
+}
+
+TEST_F(Orienting, AxisAlignedCuboidKeepsTheWorldAxes) {
+  const Tag body = h.AddBody(Shape::Box(30, 200, 80, {5, 5, 5}));
+  const Matrix3x3 m = OrientationOf(body);
+  ExpectVec(m.XAxis(), {1, 0, 0}, 0);
+  ExpectVec(m.YAxis(), {0, 1, 0}, 0);
+  ExpectVec(m.ZAxis(), {0, 0, 1}, 0);
+}
+
+TEST_F(Orienting, StandingCuboidIsLaidWithZUp) {
+  // A block tilted about X by 30 degrees: its box is smaller in its own axes;
+  // Z becomes the axis nearest world +Z.
+  const Tag body = h.AddBody(Shape::Box(100, 50, 20).Rotated({}, {1, 0, 0}, Deg(30)));
+  const Matrix3x3 m = OrientationOf(body);
+  ExpectVec(m.ZAxis(), {0, -std::sin(Deg(30)), std::cos(Deg(30))}, 1e-9);
+  ExpectVec(m.XAxis(), {1, 0, 0}, 1e-9);
+}
+
+TEST_F(Orienting, PlateWithHolesTakesZAlongTheMostHoles) {
+  // The plate stands on its long side: its four holes run along world Y, two
+  // more along world X. Z follows the four; Y is perpendicular to world Z, a
+  // tie that the reverse direction wins.
+  Shape plate = Shape::Box(200, 30, 120);
+  for (int i = 0; i < 4; ++i) plate = plate.Drilled({30.0 + 45 * i, 0, 60}, {0, 1, 0}, 12, 30);
+  plate = plate.Drilled({0, 15, 30}, {1, 0, 0}, 8, 200);
+  plate = plate.Drilled({200, 15, 90}, {-1, 0, 0}, 8, 200);
+  const Tag body = h.AddBody(plate);
+  const Matrix3x3 m = OrientationOf(body);
+  ExpectVec(m.ZAxis(), {0, -1, 0}, 1e-9);
+  ExpectVec(m.XAxis(), {1, 0, 0}, 1e-9);
+  // Turned about Z, the holes still decide and X stays nearest world X.
+  const Tag turned = h.AddBody(plate.Rotated({}, {0, 0, 1}, Deg(20)));
+  const Matrix3x3 t = OrientationOf(turned);
+  EXPECT_TRUE(blank::BlankGeometry::IsVectotParallel(t.ZAxis(), Rot({0, 1, 0}, Deg(20)), 1e-9));
+  ExpectVec(t.XAxis(), Rot({1, 0, 0}, Deg(20)), 1e-9);
+}
+
+TEST_F(Orienting, CalcBodyMinOrientLeavesOneHiddenNamedSystem) {
+  const double a = Deg(30);
+  const Tag body =
+      h.AddBody(Shape::Box(100, 50, 20).Rotated({}, {0, 0, 1}, a).Translated({10, 20, 30}));
+  h.attributes().SetString(body, "实体标识", "11211826280123");
+  std::vector<blank::MaterialParam> records(2);
+  records[1].body = body;
+  calc.SetRecords(&records);
+  int refreshed = 0;
+  calc.SetRowRefresh([&](Tag b, const blank::MaterialParam& r) {
+    ++refreshed;
+    EXPECT_EQ(b, body);
+    EXPECT_EQ(r.spec, "100.0x50.0x20.0");
+  });
+  const Tag wcs_before = h.csys().AskWcs();
+
+  calc.CalcBodyMinOrient(body);
+  std::vector<Tag> named = CsysNamed(h, "11211826280123");
+  ASSERT_EQ(named.size(), 1u);
+  EXPECT_EQ(h.objects().Layer(named[0]), 256);
+  EXPECT_TRUE(h.objects().IsBlanked(named[0]));
+  // Origin: X and Y at the centre of the box, Z on its lower face.
+  const host::CsysInfo info = h.csys().AskCsysInfo(named[0]);
+  const Point3d centre = host::ToAbsolute({50, 25, 0}, {10, 20, 30}, info.matrix);
+  ExpectVec({info.origin.X, info.origin.Y, info.origin.Z}, {centre.X, centre.Y, 30}, 1e-6);
+  ExpectVec(info.matrix.XAxis(), Rot({1, 0, 0}, a), 1e-9);
+  // The orientation attribute: X then Y, fifteen decimals.
+  const std::vector<double> v = Recorded(body);
+  ExpectVec({v[0], v[1], v[2]}, Rot({1, 0, 0}, a), 1e-12);
+  ExpectVec({v[3], v[4], v[5]}, Rot({0, 1, 0}, a), 1e-12);
+  EXPECT_NE(Attr(h, body, "材料方位").find(".866025403784439"), std::string::npos);
+  EXPECT_EQ(Attr(h, body, "材料规格"), "100.0x50.0x20.0");
+  EXPECT_EQ(records[1].weight, "0.8");  // 100 x 50 x 20 x 8 / 1e6
+  EXPECT_DOUBLE_EQ(records[1].length, 100.0);
+  EXPECT_EQ(records[0].spec, "");
+  EXPECT_EQ(refreshed, 1);
+  EXPECT_EQ(h.csys().AskWcs(), wcs_before);
+
+  // Recomputing replaces the system instead of adding a second one; nothing
+  // temporary is left on the part.
+  const Tag probe = Probe(h);
+  calc.CalcBodyMinOrient(body);
+  named = CsysNamed(h, "11211826280123");
+  ASSERT_EQ(named.size(), 1u);
+  EXPECT_GT(named[0], probe);
+  EXPECT_EQ(LiveObjectsSince(h, probe), 2);  // the new system and its matrix
+  EXPECT_EQ(calc.orientation().GetLayerCsys(256), named);
+}
+
+TEST_F(Orienting, CalcBodyMinOrientNamesABodyWithoutIdentity) {
+  h.SetClock({2026, 3, 4, 5, 6, 7, 89});
+  const Tag body = h.AddBody(Shape::Box(10, 20, 30));
+  const Tag twin = h.AddBody(Shape::Box(10, 20, 30, {50, 0, 0}));
+  calc.CalcBodyMinOrient(body);
+  calc.CalcBodyMinOrient(twin);
+  // Same clock, two bodies: the second takes the next millisecond.
+  EXPECT_EQ(Attr(h, body, "实体标识"), "03040506070089");
+  EXPECT_EQ(Attr(h, twin, "实体标识"), "03040506070090");
+  EXPECT_EQ(CsysNamed(h, "03040506070089").size(), 1u);
+  EXPECT_EQ(CsysNamed(h, "03040506070090").size(), 1u);
+  EXPECT_EQ(Attr(h, body, "材料规格"), "10.0x20.0x30.0");
+}
+
+// The minimum-volume search through the host: exact for die shapes at any
+// rotation, and independent of the rotation.
+TEST_F(Orienting, MinimumVolumeOrientationOfRealBodies) {
+  struct Case {
+    const char* name;
+    Shape shape;
+    double optimum;
+  };
+  std::vector<Point3d> hex;
+  for (int k = 0; k < 6; ++k)
+    hex.push_back({20 * std::cos(k * kPi / 3), 20 * std::sin(k * kPi / 3), 0});
+  Shape pocketed = Shape::Box(120, 80, 40).Cut(Shape::Box(60, 40, 20, {30, 20, 25}));
+  const std::vector<Case> cases = {
+      {"L",
+       Shape::Prism({{0, 0, 0}, {100, 0, 0}, {100, 20, 0}, {20, 20, 0}, {20, 60, 0}, {0, 60, 0}},
+                    30),
+       100 * 60 * 30},
+      {"hexagon", Shape::Prism(hex, 15), 40 * 20 * std::sqrt(3.0) * 15},
+      {"pocket", pocketed, 120 * 80 * 40},
+      {"punch", Shape::Cylinder(15, 80), 30 * 30 * 80},
+  };
+  std::mt19937 rng(3);
+  std::uniform_real_distribution<double> u(-1, 1);
+  for (const Case& c : cases) {
+    std::array<double, 3> first{};
+    for (int i = 0; i < 6; ++i) {
+      Shape s = c.shape;
+      if (i > 0) s = s.Rotated({1, 2, 3}, {u(rng), u(rng), u(rng)}, kPi * u(rng));
+      if (i == 1) s = c.shape.Rotated({}, {0, 0, 1}, kPi / 2);
+      const Tag body = h.AddBody(s);
+      Matrix3x3 m;
+      ASSERT_TRUE(blank::BodyInfo(h, body).GetBodyMinVolumeOrient(m, 0.05));
+      const Tag csys = h.csys().CreateTempCsys({}, h.csys().CreateMatrix(m));
+      const host::ExactBox box = h.bodies().AskBoundingBoxExact(body, csys);
+      const double v = box.distances[0] * box.distances[1] * box.distances[2];
+      EXPECT_NEAR(v / c.optimum, 1.0, 1e-7) << c.name << " rotation " << i;
+      std::array<double, 3> e = box.distances;
+      std::sort(e.begin(), e.end());
+      if (i == 0) first = e;
+      for (int k = 0; k < 3; ++k) EXPECT_NEAR(e[k], first[k], 1e-6) << c.name;
+    }
+  }
+}
+
+TEST_F(Orienting, LayerCsysListsOnlyCoordinateSystems) {
+  const Tag body = h.AddBody(Shape::Box(10, 10, 10), 256);
+  Matrix3x3 m;
+  const Tag csys = calc.geometry().CreateCsys(m);
+  h.objects().SetLayer(csys, 256);
+  const std::vector<Tag> on = calc.orientation().GetLayerCsys(256);
+  ASSERT_EQ(on.size(), 1u);
+  EXPECT_EQ(on[0], csys);
+  EXPECT_NE(on[0], body);
+  EXPECT_TRUE(calc.orientation().GetLayerCsys(1).empty());
+}
+
+}  // namespace
