@@ -1,0 +1,61 @@
+// A memory host for the entry's tests: configuration root "R:" on a
+// temporary folder, the shipped layout files, and the host installed for the
+// entry points.
+#pragma once
+
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <filesystem>
+#include <string>
+
+#include "entry/entry.h"
+#include "host/memory/dialogs.h"
+#include "host/memory/memory_host.h"
+
+namespace entry_test {
+
+class EntryTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    std::string pattern = (std::filesystem::temp_directory_path() / "diebom-entry-XXXXXX").string();
+    ASSERT_NE(mkdtemp(pattern.data()), nullptr);
+    dir_ = pattern;
+    std::filesystem::create_directories(dir_ / "R" / "config");
+    host_.MapDrive('R', (dir_ / "R").string());
+    host_.SetVariable("RQConfig", "R:");
+    entry::SetHost(&host_);
+  }
+  void TearDown() override {
+    entry::SetHost(nullptr);
+    entry::SetMaterialBomFactory({});
+    std::filesystem::remove_all(dir_);
+  }
+
+  memory::MemoryDialogs& dialogs() { return host_.memory_dialogs(); }
+
+  // Writes a file at a path of the logic ("R:\config\x.txt").
+  void Write(const std::string& path, const std::string& bytes) {
+    const std::filesystem::path local = host_.LocalPath(path);
+    std::filesystem::create_directories(local.parent_path());
+    ASSERT_TRUE(host_.platform().WriteFile(path, bytes));
+  }
+
+  // A layout folder holding copies of the shipped layouts named.
+  std::string LayoutFolder(std::initializer_list<const char*> files) {
+    const std::filesystem::path folder = dir_ / "ui";
+    std::filesystem::create_directories(folder);
+    const char* source = std::getenv("DIEBOM_SOURCE_DIR");
+    EXPECT_NE(source, nullptr) << "run through ctest, which names the source folder";
+    for (const char* file : files) {
+      std::filesystem::copy_file(std::filesystem::path(source ? source : ".") / "ui" / file,
+                                 folder / file);
+    }
+    return folder.string();
+  }
+
+  std::filesystem::path dir_;
+  memory::MemoryHost host_;
+};
+
+}  // namespace entry_test
