@@ -8,7 +8,7 @@ packages=(
   libocct-foundation-dev libocct-modeling-data-dev libocct-modeling-algorithms-dev
   libocct-ocaf-dev libocct-data-exchange-dev libocct-visualization-dev
   libtbb-dev libgtest-dev libgmock-dev libbenchmark-dev libpugixml-dev
-  python3 python3-xlrd libreoffice-calc-nogui
+  python3 python3-xlrd libreoffice-calc-nogui zlib1g-dev
 )
 
 missing=()
