@@ -1,0 +1,375 @@
+// The .xls book against real templates made by LibreOffice, read back by
+// xlrd and by LibreOffice itself.
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+#include "host/text.h"
+#include "tests/workbook/xls_support.h"
+#include "workbook/cfb.h"
+#include "workbook/xls_book.h"
+
+namespace {
+
+using namespace wbtest;
+
+const fs::path kMaterialTemplate = fs::path(u8"samples/config/模具材料采购单.xls");
+const fs::path kPartTemplate = fs::path(u8"samples/config/config/模具标准件申购表.xls");
+
+const wchar_t* const kAstralName = L"凸模固定板 𠀀";  // U+20000 has no GBK form
+
+std::string U8(const char8_t* s) { return reinterpret_cast<const char*>(s); }
+
+std::uint32_t Get32(const std::string& s, std::size_t at) {
+  std::uint32_t v = 0;
+  std::memcpy(&v, s.data() + at, 4);
+  return v;
+}
+
+// The material export's cells: header fields and `rows` body rows from row 6,
+// columns 0 to 20 except 10.
+std::vector<Cell> MaterialCells(int rows) {
+  std::vector<Cell> cells = {
+      {1, 1, L"冲压件-左支架"}, {1, 4, L"Acme Stamping Co., Ltd."},
+      {1, 8, L"DM-2024-017"},   {2, 1, L"P-88 \"B\""},
+      {2, 8, L"ERP-0042"},      {2, 11, L"张工"},
+      {3, 1, L"SPCC 冷轧板"},   {3, 4, L"级进模"},
+      {3, 8, L"PO/2024/3"},     {4, 1, L"1.2"},
+      {4, 8, L"400T"},
+  };
+  const wchar_t* names[] = {L"上模座", L"下模板", L"Stripper plate", kAstralName, L"Café insert"};
+  for (int i = 0; i < rows; ++i) {
+    int r = 6 + i;
+    std::wstring n = std::to_wstring(i + 1);
+    std::wstring texts[21] = {
+        n,
+        names[i % 5],
+        L"UB_" + n,
+        i % 3 ? L"Cr12MoV" : L"45#",
+        std::to_wstring(100 + i) + L".0",
+        L"x",
+        i % 7 ? std::to_wstring(50 + i % 40) + L".0" : L"Φ40.0",
+        L"x",
+        std::to_wstring(10 + i % 30) + L".0",
+        L"1",
+        L"",
+        L"HRC58-62",
+        i % 11 ? L"" : L"备注：线割",
+        std::to_wstring(i % 90) + L".125",
+        L"铣-磨-线割",
+        L"精料",
+        L"是",
+        L"否",
+        L"7天",
+        L"新增",
+        L"2024-05-0" + std::to_wstring(1 + i % 9) + L" 10:2" + std::to_wstring(i % 10) + L":00"};
+    for (int c = 0; c <= 20; ++c)
+      if (c != 10) cells.push_back({r, c, texts[c]});
+  }
+  return cells;
+}
+
+workbook::Sheet* LoadActive(workbook::XlsBook& book, const fs::path& path) {
+  EXPECT_TRUE(book.Load(path.string())) << book.ErrorMessage();
+  workbook::Sheet* sheet = book.GetSheet(book.ActiveSheet());
+  EXPECT_NE(sheet, nullptr) << book.ErrorMessage();
+  return sheet;
+}
+
+void WriteAll(workbook::Sheet* sheet, const std::vector<Cell>& cells) {
+  for (const Cell& c : cells) ASSERT_TRUE(sheet->WriteText(c.row, c.col, c.text));
+}
+
+// LibreOffice reads the written cells exactly, and every other cell of every
+// sheet as in the template.
+void ExpectLibreOfficeReads(const TempDir& dir, const fs::path& tmpl, const fs::path& output,
+                            const std::string& sheet_name, const std::vector<Cell>& cells) {
+  auto before = ReadWithLibreOffice(dir, tmpl);
+  auto after = ReadWithLibreOffice(dir, output);
+  ASSERT_TRUE(after.count(sheet_name)) << "LibreOffice wrote no CSV for the sheet";
+  ASSERT_EQ(before.size(), after.size());
+  std::map<std::pair<int, int>, std::string> written;
+  for (const Cell& c : cells) written[{c.row, c.col}] = Utf8(c.text);
+  for (const auto& [name, grid] : after) {
+    const auto& old = before[name];
+    for (std::size_t r = 0; r < std::max(grid.size(), old.size()); ++r) {
+      for (std::size_t c = 0; c < 256; ++c) {
+        auto at = [&](const std::vector<std::vector<std::string>>& g) {
+          return r < g.size() && c < g[r].size() ? g[r][c] : std::string();
+        };
+        auto w = name == sheet_name ? written.find({int(r), int(c)}) : written.end();
+        std::string want = w != written.end() ? w->second : at(old);
+        ASSERT_EQ(at(grid), want) << name << " (" << r << "," << c << ")";
+      }
+    }
+  }
+}
+
+TEST(XlsBook, MaterialExportIntoTheShippedTemplate) {
+  TempDir dir;
+  const fs::path tmpl = SourceDir() / kMaterialTemplate;
+  const fs::path out = dir / u8"P1材料BOM.xls";
+  fs::copy_file(tmpl, out);
+
+  workbook::XlsBook book;
+  workbook::Sheet* sheet = LoadActive(book, out);
+  ASSERT_NE(sheet, nullptr);
+  EXPECT_EQ(book.ActiveSheet(), 0);
+  EXPECT_EQ(book.SheetCount(), 2);
+  std::vector<Cell> cells = MaterialCells(1000);
+  // A cell written twice keeps the last text and the template's format.
+  ASSERT_TRUE(sheet->WriteText(1, 1, L"first text"));
+  WriteAll(sheet, cells);
+  ASSERT_TRUE(book.Save(out.string())) << book.ErrorMessage();
+  book.Release();
+
+  EXPECT_EQ(CheckWithXlrd(dir, tmpl, out, 0, cells), "OK\n");
+  SstFacts facts;
+  EXPECT_EQ(CheckStructure(ReadFile(out), 0, &facts), "");
+  EXPECT_GT(facts.continues, 0u);
+  ExpectLibreOfficeReads(dir, tmpl, out, U8(u8"材料采购单"), cells);
+
+  // Our own reader sees the same, including text beyond the BMP.
+  workbook::XlsBook again;
+  workbook::Sheet* reread = LoadActive(again, out);
+  std::wstring text;
+  ASSERT_TRUE(reread->ReadText(9, 1, &text));
+  EXPECT_EQ(text, kAstralName);
+  ASSERT_TRUE(reread->ReadText(0, 0, &text));
+  EXPECT_EQ(text, L"模具材料采购单");
+  EXPECT_FALSE(reread->ReadText(6, 10, &text) && text != L"块");
+}
+
+TEST(XlsBook, StandardPartExportIntoTheFirstSheet) {
+  TempDir dir;
+  const fs::path tmpl = SourceDir() / kPartTemplate;
+  const fs::path out = dir / u8"P1标准件BOM.xls";
+  fs::copy_file(tmpl, out);
+
+  std::vector<Cell> cells = {
+      {1, 2, L"Acme 汽车"}, {2, 2, L"DM-7"}, {3, 2, L""}, {2, 4, L"李工"}, {3, 7, L"250T"}};
+  for (int i = 0; i < 40; ++i) {
+    std::wstring n = std::to_wstring(i + 1);
+    const std::wstring row[12] = {n,   L"导柱", L"SGP25-" + n, L"MISUMI", L"4",   L"淬火",
+                                  L"", L"",     L"SUJ2",       L"米思米", L"5天", L"新增"};
+    for (int c = 0; c < 12; ++c)
+      if (c != 7) cells.push_back({6 + i, c, row[c]});
+  }
+  workbook::XlsBook book;
+  ASSERT_TRUE(book.Load(out.string())) << book.ErrorMessage();
+  workbook::Sheet* sheet = book.GetSheet(0);
+  ASSERT_NE(sheet, nullptr);
+  WriteAll(sheet, cells);
+  ASSERT_TRUE(book.Save(out.string())) << book.ErrorMessage();
+
+  EXPECT_EQ(CheckWithXlrd(dir, tmpl, out, 0, cells), "OK\n");
+  EXPECT_EQ(CheckStructure(ReadFile(out), 0), "");
+  ExpectLibreOfficeReads(dir, tmpl, out, U8(u8"标准件申购表"), cells);
+}
+
+// A template so small that its Workbook stream lives in the mini stream; it
+// has a run of numbers (MULRK) and a second sheet.
+fs::path SmallTemplate(const TempDir& dir) {
+  const std::string fods = R"(<?xml version="1.0" encoding="UTF-8"?>
+<office:document xmlns:office="urn:oasis:names:tc:opendocument:xmlns:office:1.0"
+ xmlns:table="urn:oasis:names:tc:opendocument:xmlns:table:1.0"
+ xmlns:text="urn:oasis:names:tc:opendocument:xmlns:text:1.0"
+ office:version="1.2" office:mimetype="application/vnd.oasis.opendocument.spreadsheet">
+<office:body><office:spreadsheet>
+<table:table table:name="BOM">
+<table:table-row><table:table-cell office:value-type="string" table:number-columns-spanned="3"
+ table:number-rows-spanned="1"><text:p>Order</text:p></table:table-cell>
+ <table:covered-table-cell table:number-columns-repeated="2"/></table:table-row>
+<table:table-row><table:table-cell office:value-type="float" office:value="1.5"><text:p>1.5</text:p></table:table-cell>
+ <table:table-cell office:value-type="float" office:value="2.5"><text:p>2.5</text:p></table:table-cell>
+ <table:table-cell office:value-type="float" office:value="3.5"><text:p>3.5</text:p></table:table-cell>
+ <table:table-cell office:value-type="float" office:value="4.5"><text:p>4.5</text:p></table:table-cell></table:table-row>
+</table:table>
+<table:table table:name="Notes"><table:table-row><table:table-cell office:value-type="string">
+ <text:p>kept</text:p></table:table-cell></table:table-row></table:table>
+</office:spreadsheet></office:body></office:document>)";
+  WriteFile(dir / "small.fods", fods);
+  return ConvertToXls(dir, dir / "small.fods");
+}
+
+std::size_t WorkbookStreamSize(const std::string& xls) {
+  workbook::cfb::File file = workbook::cfb::Read(xls);
+  return file.entries[std::size_t(file.Find(u"Workbook"))].data.size();
+}
+
+TEST(XlsBook, TemplateInTheMiniStream) {
+  TempDir dir;
+  const fs::path tmpl = SmallTemplate(dir);
+  ASSERT_TRUE(fs::exists(tmpl)) << "LibreOffice made no template";
+  ASSERT_LT(WorkbookStreamSize(ReadFile(tmpl)), 4096u);
+
+  // A few cells: one into the middle of the run of numbers, which splits it.
+  std::vector<Cell> few = {{1, 1, L"two"}, {0, 0, L"订单"}, {2, 5, L"new"}};
+  workbook::XlsBook book;
+  workbook::Sheet* sheet = LoadActive(book, tmpl);
+  ASSERT_NE(sheet, nullptr);
+  WriteAll(sheet, few);
+  const fs::path small_out = dir / "few.xls";
+  ASSERT_TRUE(book.Save(small_out.string())) << book.ErrorMessage();
+  EXPECT_LT(WorkbookStreamSize(ReadFile(small_out)), 4096u);
+  EXPECT_EQ(CheckWithXlrd(dir, tmpl, small_out, 0, few), "OK\n");
+
+  // Many cells: the stream grows past the mini stream's limit.
+  std::vector<Cell> many = MaterialCells(1000);
+  WriteAll(sheet, many);
+  const fs::path big_out = dir / "many.xls";
+  ASSERT_TRUE(book.Save(big_out.string())) << book.ErrorMessage();
+  EXPECT_GT(WorkbookStreamSize(ReadFile(big_out)), 4096u);
+  many.insert(many.begin(), few.begin(), few.end());  // the later text wins
+  EXPECT_EQ(CheckWithXlrd(dir, tmpl, big_out, 0, many), "OK\n");
+  EXPECT_EQ(CheckStructure(ReadFile(big_out), 0), "");
+  ExpectLibreOfficeReads(dir, tmpl, big_out, "BOM", many);
+}
+
+TEST(XlsBook, LargeTemplateWithDifatAndContinuedStrings) {
+  TempDir dir;
+  // 60,000 rows of distinct strings right of the BOM columns: a file of some
+  // 9 MB, more than 109 FAT sectors can map.
+  std::string csv;
+  for (int r = 0; r < 60000; ++r)
+    csv += std::string(22, ',') +
+           text::Format("条目%d-a 数据,条目%d-b 规格型号,条目%d-c,%d\n", r, r, r, r);
+  WriteFile(dir / "large.csv", text::GbkToUtf8(csv));
+  const fs::path tmpl = ConvertToXls(dir, dir / "large.csv", "CSV:44,34,76,1");
+  ASSERT_TRUE(fs::exists(tmpl)) << "LibreOffice made no template";
+  const std::string before = ReadFile(tmpl);
+  ASSERT_GT(Get32(before, 72), 0u) << "the template needs DIFAT sectors";
+  SstFacts facts;
+  ASSERT_EQ(CheckStructure(before, ~std::size_t(0), &facts), "");
+  ASSERT_GT(facts.continues, 0u);
+
+  std::vector<Cell> cells = MaterialCells(1000);
+  workbook::XlsBook book;
+  workbook::Sheet* sheet = LoadActive(book, tmpl);
+  ASSERT_NE(sheet, nullptr);
+  WriteAll(sheet, cells);
+  const fs::path out = dir / "large-out.xls";
+  ASSERT_TRUE(book.Save(out.string())) << book.ErrorMessage();
+  const std::string after = ReadFile(out);
+  EXPECT_GT(Get32(after, 72), 0u);
+  EXPECT_EQ(CheckStructure(after, facts.strings), "");
+  EXPECT_EQ(CheckWithXlrd(dir, tmpl, out, 0, cells), "OK\n");
+  ExpectLibreOfficeReads(dir, tmpl, out, "large", cells);
+}
+
+// Neither xlrd nor LibreOffice reads 4096-byte sectors where the format puts
+// them, so such a file is checked by reading it here and writing it back with
+// 512-byte sectors for them.
+TEST(XlsBook, LargeSectorsRoundTrip) {
+  TempDir dir;
+  const fs::path tmpl = SourceDir() / kMaterialTemplate;
+  workbook::XlsBook book;
+  ASSERT_TRUE(book.Load(tmpl.string()));
+  book.UseLargeSectors(true);
+  const fs::path v4 = dir / "v4.xls";
+  ASSERT_TRUE(book.Save(v4.string())) << book.ErrorMessage();
+  const std::string bytes = ReadFile(v4);
+  ASSERT_EQ(bytes[26], 4);
+  ASSERT_EQ(bytes[30], 12);
+  EXPECT_EQ(bytes.size() % 4096, 0u);
+
+  std::vector<Cell> cells = MaterialCells(50);
+  workbook::XlsBook again;
+  workbook::Sheet* sheet = LoadActive(again, v4);
+  ASSERT_NE(sheet, nullptr);
+  WriteAll(sheet, cells);
+  ASSERT_TRUE(again.Save(v4.string())) << again.ErrorMessage();
+
+  workbook::XlsBook third;
+  ASSERT_TRUE(third.Load(v4.string())) << third.ErrorMessage();
+  third.UseLargeSectors(false);
+  const fs::path v3 = dir / "v3.xls";
+  ASSERT_TRUE(third.Save(v3.string())) << third.ErrorMessage();
+  EXPECT_EQ(ReadFile(v3)[30], 9);
+  EXPECT_EQ(CheckWithXlrd(dir, tmpl, v3, 0, cells), "OK\n");
+  ExpectLibreOfficeReads(dir, tmpl, v3, U8(u8"材料采购单"), cells);
+}
+
+TEST(XlsBook, SharedStringsSplitByTheRules) {
+  TempDir dir;
+  const fs::path tmpl = SourceDir() / kMaterialTemplate;
+  workbook::XlsBook book;
+  workbook::Sheet* sheet = LoadActive(book, tmpl);
+  ASSERT_NE(sheet, nullptr);
+  SstFacts before;
+  ASSERT_EQ(CheckStructure(ReadFile(tmpl), ~std::size_t(0), &before), "");
+
+  std::vector<Cell> cells;
+  // Long strings of every kind, in lengths that put the record ends at
+  // different places: Latin-1 (compressed), Chinese, and pairs beyond the BMP.
+  for (int i = 0; i < 24; ++i) {
+    std::wstring latin(3000 + 7 * i, L'é'), chinese(2500 + 13 * i, L'模'), astral;
+    for (int k = 0; k < 1500 + 11 * i; ++k) astral += k % 3 ? L"𠀀" : L"a";
+    cells.push_back({6 + i, 0, latin});
+    cells.push_back({6 + i, 1, chinese});
+    cells.push_back({6 + i, 2, astral});
+  }
+  // Repeats and a string the template already holds reuse their entries.
+  for (int i = 0; i < 24; ++i) cells.push_back({6 + i, 3, i % 2 ? L"序号" : L"Cr12MoV"});
+  cells.push_back({40, 0, L""});
+  WriteAll(sheet, cells);
+  const fs::path out = dir / "sst.xls";
+  ASSERT_TRUE(book.Save(out.string())) << book.ErrorMessage();
+
+  SstFacts after;
+  EXPECT_EQ(CheckStructure(ReadFile(out), before.strings, &after), "");
+  EXPECT_EQ(after.strings, before.strings + 24 * 3 + 2);
+  EXPECT_GT(after.continues, 20u);
+  EXPECT_EQ(CheckWithXlrd(dir, tmpl, out, 0, cells), "OK\n");
+}
+
+// An INDEX record at the start of each sheet, as Excel writes them (LibreOffice
+// does not): rebuilt for the written sheet, moved along for the other one.
+TEST(XlsBook, IndexRecordsFollowTheirSheets) {
+  TempDir dir;
+  workbook::cfb::File file = workbook::cfb::Read(ReadFile(SourceDir() / kMaterialTemplate));
+  std::string& s = file.entries[std::size_t(file.Find(u"Workbook"))].data;
+  std::vector<std::size_t> boundsheets, sheet_bofs;
+  for (std::size_t pos = 0; pos < s.size();
+       pos += 4 + std::uint8_t(s[pos + 2]) + 256 * std::uint8_t(s[pos + 3])) {
+    if (s[pos] == '\x85' && s[pos + 1] == 0) boundsheets.push_back(pos);
+    if (s[pos] == '\x09' && s[pos + 1] == '\x08' && pos > 0) sheet_bofs.push_back(pos);
+  }
+  ASSERT_EQ(boundsheets.size(), 2u);
+  // Insert from the back so the earlier offsets stay valid.
+  for (int i = 1; i >= 0; --i) {
+    std::size_t at = sheet_bofs[std::size_t(i)] + 20;  // after BOF
+    std::string index = std::string("\x0B\x02\x10\x00", 4) + std::string(16, '\0');
+    s.insert(at, index);
+    for (int j = i + 1; j < 2; ++j) {
+      std::size_t p = boundsheets[std::size_t(j)] + 4;
+      std::uint32_t v = Get32(s, p) + 20;
+      std::memcpy(&s[p], &v, 4);
+    }
+  }
+  // Point each INDEX at its sheet's DEFCOLWIDTH.
+  for (std::size_t pos = 0; pos < s.size();
+       pos += 4 + std::uint8_t(s[pos + 2]) + 256 * std::uint8_t(s[pos + 3])) {
+    static std::size_t last_index = 0;
+    if (s[pos] == '\x0B' && s[pos + 1] == '\x02') last_index = pos;
+    if (s[pos] == '\x55' && s[pos + 1] == 0) {
+      std::uint32_t v = std::uint32_t(pos);
+      std::memcpy(&s[last_index + 16], &v, 4);
+    }
+  }
+  const fs::path tmpl = dir / "indexed.xls";
+  WriteFile(tmpl, workbook::cfb::Write(file));
+  ASSERT_EQ(CheckStructure(ReadFile(tmpl), ~std::size_t(0)), "");
+
+  std::vector<Cell> cells = MaterialCells(200);
+  workbook::XlsBook book;
+  workbook::Sheet* sheet = LoadActive(book, tmpl);
+  ASSERT_NE(sheet, nullptr);
+  WriteAll(sheet, cells);
+  const fs::path out = dir / "indexed-out.xls";
+  ASSERT_TRUE(book.Save(out.string())) << book.ErrorMessage();
+  EXPECT_EQ(CheckStructure(ReadFile(out), 0), "");
+  EXPECT_EQ(CheckWithXlrd(dir, tmpl, out, 0, cells), "OK\n");
+}
+
+}  // namespace

@@ -1,0 +1,182 @@
+// Bad input to the .xls book: every case gives a message, never a crash, and
+// nothing on disk changes.
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+#include "tests/workbook/xls_support.h"
+#include "workbook/cfb.h"
+#include "workbook/xls_book.h"
+
+namespace {
+
+using namespace wbtest;
+
+const fs::path kTemplate = fs::path(u8"samples/config/模具材料采购单.xls");
+
+std::string Template() { return ReadFile(SourceDir() / kTemplate); }
+
+void Put32(std::string& s, std::size_t at, std::uint32_t v) { std::memcpy(&s[at], &v, 4); }
+std::uint32_t Get32(const std::string& s, std::size_t at) {
+  std::uint32_t v;
+  std::memcpy(&v, &s[at], 4);
+  return v;
+}
+
+// The template with its Workbook stream changed by `edit`.
+std::string WithStream(const std::function<void(std::string&)>& edit) {
+  workbook::cfb::File file = workbook::cfb::Read(Template());
+  edit(file.entries[std::size_t(file.Find(u"Workbook"))].data);
+  return workbook::cfb::Write(file);
+}
+
+// Loading `bytes` fails with a message that contains `expected`.
+void ExpectRefused(const std::string& bytes, const std::string& expected) {
+  TempDir dir;
+  const fs::path path = dir / "bad.xls";
+  WriteFile(path, bytes);
+  workbook::XlsBook book;
+  EXPECT_FALSE(book.Load(path.string()));
+  EXPECT_NE(book.ErrorMessage().find(expected), std::string::npos) << book.ErrorMessage();
+  EXPECT_EQ(book.ActiveSheet(), -1);
+  EXPECT_EQ(book.GetSheet(0), nullptr);
+  EXPECT_FALSE(book.Save((dir / "out.xls").string()));
+  EXPECT_EQ(ReadFile(path), bytes);  // the file itself is left alone
+}
+
+TEST(XlsBookErrors, NotACompoundFile) {
+  ExpectRefused("", "not a compound file");
+  ExpectRefused("序号,名称\n1,上模座\n", "not a compound file");
+  ExpectRefused(std::string(4096, '\0'), "not a compound file");
+  workbook::XlsBook book;
+  EXPECT_FALSE(book.Load("/nonexistent/folder/a.xls"));
+  EXPECT_NE(book.ErrorMessage().find("cannot read"), std::string::npos);
+}
+
+TEST(XlsBookErrors, TruncatedAndBrokenContainers) {
+  const std::string good = Template();
+  ExpectRefused(good.substr(0, 300), "not a compound file");
+  ExpectRefused(good.substr(0, 512 + 3 * 512), "truncated");
+  ExpectRefused(good.substr(0, good.size() / 2), "truncated");
+
+  std::string bad = good;
+  bad[30] = 10;  // a sector size no version has
+  ExpectRefused(bad, "unsupported");
+
+  // The directory's chain loops back on itself.
+  bad = good;
+  const std::uint32_t dir = Get32(good, 48), fat = Get32(good, 76);
+  Put32(bad, 512 + fat * 512 + 4 * dir, dir);
+  ExpectRefused(bad, "loops");
+
+  // The FAT claims more sectors than the file has.
+  bad = good;
+  Put32(bad, 44, 5000);
+  ExpectRefused(bad, "FAT larger than the file");
+
+  // A chain that leaves the FAT.
+  bad = good;
+  Put32(bad, 48, 0x00FFFFFF);
+  ExpectRefused(bad, "broken sector chain");
+}
+
+TEST(XlsBookErrors, LoopingDifatChain) {
+  // Just enough FAT sectors to need one DIFAT sector; that sector points at itself
+  // and does not list the FAT sectors that remain.
+  workbook::cfb::File file = workbook::cfb::Read(Template());
+  file.entries[std::size_t(file.Find(u"Workbook"))].data.resize(8 * 1024 * 1024, '\0');
+  std::string big = workbook::cfb::Write(file);
+  const std::uint32_t difat = Get32(big, 68);
+  ASSERT_EQ(Get32(big, 72), 1u);
+  ASSERT_GT(Get32(big, 44), 109u + 1);
+  Put32(big, 44, Get32(big, 44) + 127);  // more FAT sectors than the one DIFAT sector lists
+  Put32(big, 512 + std::size_t(difat) * 512 + 508, difat);
+  ExpectRefused(big, "DIFAT chain broken or looping");
+}
+
+TEST(XlsBookErrors, BadWorkbookStreams) {
+  ExpectRefused(WithStream([](std::string& s) { s.resize(s.size() - 3); }), "truncated");
+  ExpectRefused(WithStream([](std::string& s) { s.resize(2100); }), "truncated");
+  ExpectRefused(WithStream([](std::string& s) { s[s.size() - 2] = 0x40; }), "runs past the end");
+  ExpectRefused(WithStream([](std::string& s) { s[0] = 0x10; }), "does not start with a BOF");
+  ExpectRefused(WithStream([](std::string& s) { s[5] = 0x05; }), "not a BIFF8 workbook");
+  ExpectRefused(WithStream([](std::string& s) { s.clear(); }),
+                "does not start with workbook globals");
+  // Encrypted: a FILEPASS record right after the globals' BOF.
+  ExpectRefused(WithStream([](std::string& s) {
+                  s.insert(20, std::string("\x2F\x00\x06\x00\x00\x00\x01\x00\x01\x00", 10));
+                }),
+                "encrypted");
+  // A sheet offset that points into the middle of a record.
+  ExpectRefused(WithStream([](std::string& s) {
+                  for (std::size_t pos = 0; pos < s.size();
+                       pos += 4 + std::uint8_t(s[pos + 2]) + 256 * std::uint8_t(s[pos + 3]))
+                    if (s[pos] == '\x85' && s[pos + 1] == 0) Put32(s, pos + 4, 7);
+                }),
+                "does not point at a sheet");
+  // A shared string table cut short.
+  ExpectRefused(WithStream([](std::string& s) {
+                  for (std::size_t pos = 0; pos < s.size();
+                       pos += 4 + std::uint8_t(s[pos + 2]) + 256 * std::uint8_t(s[pos + 3]))
+                    if (s[pos] == '\xFC' && s[pos + 1] == 0) s[pos + 12] = '\x7F';  // first cch
+                }),
+                "shared string");
+
+  // No Workbook stream, or only an Excel 95 "Book" one.
+  workbook::cfb::File file = workbook::cfb::Read(Template());
+  auto& raw = file.entries[std::size_t(file.Find(u"Workbook"))].raw;
+  const char16_t book_name[] = u"Book";
+  std::memset(raw.data(), 0, 64);
+  std::memcpy(raw.data(), book_name, sizeof book_name);
+  raw[64] = sizeof book_name;
+  ExpectRefused(workbook::cfb::Write(file), "BIFF5");
+  raw[0] = 'X';
+  ExpectRefused(workbook::cfb::Write(file), "no Workbook stream");
+}
+
+TEST(XlsBookErrors, BadCallsGiveMessages) {
+  TempDir dir;
+  workbook::XlsBook book;
+  EXPECT_EQ(book.GetSheet(0), nullptr);
+  EXPECT_NE(book.ErrorMessage().find("no workbook loaded"), std::string::npos);
+  EXPECT_FALSE(book.Save((dir / "x.xls").string()));
+  EXPECT_FALSE(fs::exists(dir / "x.xls"));
+
+  ASSERT_TRUE(book.Load((SourceDir() / kTemplate).string()));
+  EXPECT_EQ(book.GetSheet(2), nullptr);
+  EXPECT_NE(book.ErrorMessage().find("out of range"), std::string::npos);
+  EXPECT_EQ(book.GetSheet(-1), nullptr);
+  workbook::Sheet* sheet = book.GetSheet(0);
+  ASSERT_NE(sheet, nullptr);
+  EXPECT_EQ(book.GetSheet(0), sheet);
+  EXPECT_FALSE(sheet->WriteText(65536, 0, L"x"));
+  EXPECT_NE(book.ErrorMessage().find("outside the sheet"), std::string::npos);
+  EXPECT_FALSE(sheet->WriteText(0, 256, L"x"));
+  EXPECT_FALSE(sheet->WriteText(-1, 0, L"x"));
+  EXPECT_FALSE(sheet->WriteText(7, 1, std::wstring(1, wchar_t(0xD800))));
+  EXPECT_NE(book.ErrorMessage().find("invalid character"), std::string::npos);
+  EXPECT_FALSE(sheet->WriteText(7, 1, std::wstring(32768, L'a')));
+  EXPECT_NE(book.ErrorMessage().find("32767"), std::string::npos);
+  ASSERT_TRUE(sheet->WriteText(7, 1, std::wstring(32767, L'a')));
+
+  // A failed save (no such folder) loses nothing: the book saves elsewhere.
+  EXPECT_FALSE(book.Save((dir / "missing" / "x.xls").string()));
+  EXPECT_NE(book.ErrorMessage().find("cannot write"), std::string::npos);
+  ASSERT_TRUE(book.Save((dir / "x.xls").string())) << book.ErrorMessage();
+  workbook::XlsBook again;
+  ASSERT_TRUE(again.Load((dir / "x.xls").string()));
+  std::wstring text;
+  ASSERT_TRUE(again.GetSheet(0)->ReadText(7, 1, &text));
+  EXPECT_EQ(text.size(), 32767u);
+  EXPECT_FALSE(again.GetSheet(0)->ReadText(7, 2, &text));
+
+  // Release drops the book; a later load starts afresh.
+  again.Release();
+  EXPECT_EQ(again.ActiveSheet(), -1);
+  EXPECT_EQ(again.SheetCount(), 0);
+  EXPECT_FALSE(again.Load((dir / "missing.xls").string()));
+  ASSERT_TRUE(again.Load((dir / "x.xls").string()));
+  EXPECT_EQ(again.SheetCount(), 2);
+}
+
+}  // namespace

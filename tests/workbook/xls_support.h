@@ -1,0 +1,59 @@
+// Helpers for the workbook tests: temporary folders, LibreOffice and xlrd as
+// independent readers, and a check of the raw BIFF8 structures written.
+#pragma once
+
+#include <filesystem>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace wbtest {
+
+namespace fs = std::filesystem;
+
+struct Cell {
+  int row, col;
+  std::wstring text;
+};
+
+class TempDir {
+ public:
+  TempDir();
+  ~TempDir();
+  const fs::path& path() const { return path_; }
+  fs::path operator/(const fs::path& name) const { return path_ / name; }
+
+ private:
+  fs::path path_;
+};
+
+fs::path SourceDir();
+std::string ReadFile(const fs::path& path);
+void WriteFile(const fs::path& path, const std::string& bytes);
+
+// LibreOffice headless with a private profile under `dir`: converts a source
+// file to .xls ("MS Excel 97") and returns the new file's path.
+fs::path ConvertToXls(const TempDir& dir, const fs::path& source, const std::string& infilter = "");
+// Every sheet of `xls` as CSV (UTF-8), read with an explicit input filter;
+// keyed by sheet name. Empty when the conversion gave nothing.
+std::map<std::string, std::vector<std::vector<std::string>>> ReadWithLibreOffice(
+    const TempDir& dir, const fs::path& xls);
+
+// xlrd: compares `output` with `tmpl` (see check_xls.py); returns its report,
+// which ends in "OK" when everything matches.
+std::string CheckWithXlrd(const TempDir& dir, const fs::path& tmpl, const fs::path& output,
+                          int sheet, const std::vector<Cell>& cells);
+
+// Structure of the Workbook stream of `xls`: shared string table rules and
+// counts, EXTSST, INDEX and DBCELL offsets. `new_from`: the first string
+// index that this program wrote (its compression is checked; ~0 for a file
+// written elsewhere, whose EXTSST is not checked either). Returns the
+// problems found, empty when none.
+struct SstFacts {
+  std::size_t strings = 0, continues = 0;
+};
+std::string CheckStructure(const std::string& xls, std::size_t new_from, SstFacts* facts = nullptr);
+
+std::string Utf8(const std::wstring& text);
+
+}  // namespace wbtest
