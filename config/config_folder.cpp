@@ -1,7 +1,10 @@
 #include "config/config_folder.h"
 
+#include <algorithm>
+
 #include "config/csv.h"
 #include "host/host.h"
+#include "host/text.h"
 
 namespace config {
 
@@ -65,6 +68,14 @@ std::string CurrentLayerFileName(host::Platform& platform) {
     if (first == std::string::npos) return {};
     name.erase(0, first);
     name.erase(name.find_last_not_of(' ') + 1);
+    // A name saved as UTF-8 (by an editor) is taken over into GBK; a GBK name,
+    // which is practically never valid UTF-8, stays as it is.
+    if (std::any_of(name.begin(), name.end(), [](char c) { return (c & 0x80) != 0; })) {
+      try {
+        name = text::Utf8ToGbk(name);
+      } catch (const text::EncodingError&) {
+      }
+    }
     return name;
   }
   return {};

@@ -38,8 +38,8 @@ bool IsFileExist(host::Platform& platform, const std::string& path);
 
 // The current layer file name from the layer work file: the first line that
 // contains "CURRENT_LAYER_FILE", the text after its first "=", without leading
-// and then trailing spaces. Empty when the file cannot be read, no line
-// matches, or the line has no "=".
+// and then trailing spaces; a name saved as UTF-8 is converted to GBK. Empty when the file cannot
+// be read, no line matches, or the line has no "=".
 std::string CurrentLayerFileName(host::Platform& platform);
 
 }  // namespace config

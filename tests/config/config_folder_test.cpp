@@ -92,6 +92,8 @@ TEST_F(ConfigFolderTest, CurrentLayerFileName) {
   EXPECT_EQ(name("CURRENT_LAYER_FILE=a=b.csv\nCURRENT_LAYER_FILE=c.csv\n"), "a=b.csv");
   EXPECT_EQ(name("X_CURRENT_LAYER_FILE_Y: = x.csv"), "x.csv");
   EXPECT_EQ(name("CURRENT_LAYER_FILE=\tx.csv\t"), "\tx.csv\t");  // spaces only
+  // Saved as UTF-8 by an editor: the GBK name.
+  EXPECT_EQ(name(text::GbkToUtf8("CURRENT_LAYER_FILE = 连续模图层.csv\r\n")), "连续模图层.csv");
   EXPECT_EQ(name("CURRENT_LAYER_FILE layers.csv"), "");
   EXPECT_EQ(name("CURRENT_LAYER_FILE =   "), "");
   EXPECT_EQ(name("LAYER_FILE = x.csv\r\n"), "");
