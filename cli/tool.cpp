@@ -1,0 +1,176 @@
+#include "cli/tool.h"
+
+#include <cstdio>
+#include <exception>
+
+#include "config/csv.h"
+#include "host/text.h"
+#include "host/types.h"
+
+#ifndef DIEBOM_VERSION
+#define DIEBOM_VERSION "0.0.0"
+#endif
+#ifndef DIEBOM_SAMPLE_CONFIG_DIR
+#define DIEBOM_SAMPLE_CONFIG_DIR "samples/config"
+#endif
+
+namespace cli {
+namespace {
+
+constexpr const char* kHelp =
+    "Usage: diebom COMMAND [OPTIONS] [ARGUMENTS]\n"
+    "\n"
+    "Works out the raw-material blank of every body of a stamping die: its size in\n"
+    "the body's own minimum-volume orientation, material and heat treatment, blank\n"
+    "and net weight, ordering method and process, from a STEP model or a part file.\n"
+    "\n"
+    "Commands:\n"
+    "  blanks PART     print the blank list of the bodies on the template layers\n"
+    "  sample OUTDIR   write the sample die, its configuration and templates\n"
+    "\n"
+    "Options:\n"
+    "  -h, --help      show this help and exit\n"
+    "  --version       print the version and exit\n"
+    "\n"
+    "Run 'diebom COMMAND --help' for the options of a command.\n"
+    "Exit status: 0 success, 1 the job failed, 2 bad usage.\n";
+
+std::string Tool(const std::string& command) {
+  return command.empty() ? "diebom" : "diebom " + command;
+}
+
+}  // namespace
+
+std::string PathText(const std::string& utf8_path) {
+  try {
+    return text::Utf8ToGbk(utf8_path);
+  } catch (const text::EncodingError&) {
+  }
+  std::string out;
+  for (std::size_t i = 0; i < utf8_path.size();) {
+    const unsigned char c = static_cast<unsigned char>(utf8_path[i]);
+    std::size_t n = c < 0x80 ? 1 : (c >> 5) == 6 ? 2 : (c >> 4) == 14 ? 3 : (c >> 3) == 30 ? 4 : 1;
+    n = std::min(n, utf8_path.size() - i);
+    try {
+      out += text::Utf8ToGbk(utf8_path.substr(i, n));
+    } catch (const text::EncodingError&) {
+      out += '?';
+    }
+    i += n;
+  }
+  return out;
+}
+
+std::string ConsoleText(const std::string& gbk) {
+  try {
+    return text::GbkToUtf8(gbk);
+  } catch (const text::EncodingError&) {
+  }
+  std::string out;
+  for (std::size_t i = 0; i < gbk.size();) {
+    const unsigned char c = static_cast<unsigned char>(gbk[i]);
+    const std::size_t n = c < 0x80 || i + 1 >= gbk.size() ? 1 : 2;
+    try {
+      out += text::GbkToUtf8(gbk.substr(i, n));
+      i += n;
+    } catch (const text::EncodingError&) {
+      out += "\xEF\xBF\xBD";
+      ++i;
+    }
+  }
+  return out;
+}
+
+void Print(const std::string& gbk) { std::fputs(ConsoleText(gbk).c_str(), stdout); }
+
+void PrintError(const std::string& gbk) {
+  std::fflush(stdout);
+  std::fputs(ConsoleText(gbk).c_str(), stderr);
+}
+
+std::string SampleConfigRoot() { return DIEBOM_SAMPLE_CONFIG_DIR; }
+
+ParsedArgs ParseArgs(const std::vector<std::string>& args, const std::vector<OptionSpec>& spec) {
+  ParsedArgs out;
+  bool options = true;
+  for (std::size_t i = 0; i < args.size(); ++i) {
+    const std::string& arg = args[i];
+    if (!options || arg.size() < 2 || arg[0] != '-') {
+      out.positional.push_back(arg);
+      continue;
+    }
+    if (arg == "--") {
+      options = false;
+      continue;
+    }
+    const OptionSpec* found = nullptr;
+    std::string value;
+    bool has_value = false;
+    if (arg[1] == '-') {
+      const std::size_t eq = arg.find('=');
+      const std::string name = arg.substr(2, eq == std::string::npos ? std::string::npos : eq - 2);
+      for (const OptionSpec& s : spec)
+        if (s.name == name) found = &s;
+      if (eq != std::string::npos) {
+        value = arg.substr(eq + 1);
+        has_value = true;
+      }
+    } else if (arg.size() == 2) {
+      for (const OptionSpec& s : spec)
+        if (s.short_name == arg[1]) found = &s;
+    }
+    if (!found) throw UsageError("unknown option '" + PathText(arg) + "'");
+    if (!found->takes_value) {
+      if (has_value) throw UsageError("option --" + found->name + " takes no value");
+      out.flags.insert(found->name);
+      continue;
+    }
+    if (!has_value) {
+      if (i + 1 >= args.size()) throw UsageError("option --" + found->name + " needs a value");
+      value = args[++i];
+    }
+    out.values[found->name] = value;
+  }
+  return out;
+}
+
+int Main(const std::vector<std::string>& args) {
+  std::string command;
+  try {
+    if (args.empty()) throw UsageError("no command given");
+    const std::string& first = args.front();
+    if (first == "-h" || first == "--help" || first == "help") {
+      if (args.size() == 2 && first == "help") return Main({args[1], "--help"});
+      Print(kHelp);
+      return kSuccess;
+    }
+    if (first == "--version") {
+      Print(std::string("diebom ") + DIEBOM_VERSION + "\n");
+      return kSuccess;
+    }
+    const std::vector<std::string> rest(args.begin() + 1, args.end());
+    if (first == "blanks") {
+      command = first;
+      return RunBlanks(rest);
+    }
+    if (first == "sample") {
+      command = first;
+      return RunSample(rest);
+    }
+    if (!first.empty() && first[0] == '-')
+      throw UsageError("unknown option '" + PathText(first) + "'");
+    throw UsageError("unknown command '" + PathText(first) + "'");
+  } catch (const UsageError& e) {
+    PrintError(Tool(command) + ": " + e.what() + " (see '" + Tool(command) + " --help')\n");
+    return kUsage;
+  } catch (const std::exception& e) {
+    // Failures of the job: the program's own, the host's, the configuration's.
+    std::string message = e.what();
+    for (char& c : message)
+      if (c == '\n' || c == '\r') c = ' ';
+    PrintError(Tool(command) + ": " + message + "\n");
+    return kFailure;
+  }
+}
+
+}  // namespace cli
