@@ -47,6 +47,7 @@ enum : std::uint16_t {
   kIndex = 0x020B,
   kArray = 0x0221,
   kTable = 0x0236,
+  kDefaultRowHeight = 0x0225,
   kRk = 0x027E,
   kShrFmla = 0x04BC,
   kBof = 0x0809,
@@ -265,7 +266,8 @@ void XlsSheet::Parse(std::string_view sub) {
   Put16(&default_row_[6], 0xFF);
   Put32(&default_row_[12], 0x000F0100);
   for (const auto& rec : head_)
-    if (rec.type == 0x0225 && rec.data.size() >= 4) Put16(&default_row_[6], Get16(&rec.data[2]));
+    if (rec.type == kDefaultRowHeight && rec.data.size() >= 4)
+      Put16(&default_row_[6], Get16(&rec.data[2]));
 }
 
 const XlsSheet::Item* XlsSheet::Find(std::uint32_t row, int col) const {

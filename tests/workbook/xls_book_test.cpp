@@ -187,6 +187,7 @@ fs::path SmallTemplate(const TempDir& dir) {
 </table:table>
 <table:table table:name="Notes"><table:table-row><table:table-cell office:value-type="string">
  <text:p>kept</text:p></table:table-cell></table:table-row></table:table>
+<table:table table:name="Empty"><table:table-row><table:table-cell/></table:table-row></table:table>
 </office:spreadsheet></office:body></office:document>)";
   WriteFile(dir / "small.fods", fods);
   return ConvertToXls(dir, dir / "small.fods");
@@ -224,6 +225,19 @@ TEST(XlsBook, TemplateInTheMiniStream) {
   EXPECT_EQ(CheckWithXlrd(dir, tmpl, big_out, 0, many), "OK\n");
   EXPECT_EQ(CheckStructure(ReadFile(big_out), 0), "");
   ExpectLibreOfficeReads(dir, tmpl, big_out, "BOM", many);
+
+  // A sheet without any cell gets its cell table after DIMENSIONS.
+  workbook::XlsBook other;
+  ASSERT_TRUE(other.Load(tmpl.string()));
+  ASSERT_EQ(other.SheetCount(), 3);
+  workbook::Sheet* empty = other.GetSheet(2);
+  ASSERT_NE(empty, nullptr) << other.ErrorMessage();
+  std::vector<Cell> into_empty = {{0, 0, L"a"}, {3, 2, L"空表"}, {3, 1, L"b"}};
+  WriteAll(empty, into_empty);
+  const fs::path empty_out = dir / "empty.xls";
+  ASSERT_TRUE(other.Save(empty_out.string())) << other.ErrorMessage();
+  EXPECT_EQ(CheckWithXlrd(dir, tmpl, empty_out, 2, into_empty), "OK\n");
+  EXPECT_EQ(CheckStructure(ReadFile(empty_out), 0), "");
 }
 
 TEST(XlsBook, LargeTemplateWithDifatAndContinuedStrings) {
