@@ -31,6 +31,20 @@ def cell(sheet, r, c):
     return xlrd.XL_CELL_EMPTY, "", None
 
 
+def xf_rule(sheet, r, c):
+    """The format a cell at (r, c) has or would get: its own, its row's, its
+    column's, else the default."""
+    if r < sheet.nrows and c < sheet.ncols and sheet._cell_xf_indexes[r][c] > -1:
+        return sheet._cell_xf_indexes[r][c]
+    ri = sheet.rowinfo_map.get(r)
+    if ri is not None and ri.has_default_xf_index:
+        return ri.xf_index
+    ci = sheet.colinfo_map.get(c)
+    if ci is not None:
+        return ci.xf_index
+    return 15
+
+
 def same_cell(a, b):
     # An empty cell and a missing one are the same thing.
     if a[0] == xlrd.XL_CELL_EMPTY and b[0] == xlrd.XL_CELL_EMPTY:
@@ -49,7 +63,7 @@ written = {(r, c): text for r, c, text in expected["cells"]}
 for index in range(min(tb.nsheets, ob.nsheets)):
     t, o = tb.sheet_by_index(index), ob.sheet_by_index(index)
     mine = written if index == expected["sheet"] else {}
-    last = t.nrows - 1
+    last = max([t.nrows - 1] + list(t.rowinfo_map))  # the last row with cells or a format
     if sorted(t.merged_cells) != sorted(o.merged_cells):
         problem("sheet %d: merged ranges differ" % index)
     for c, info in t.colinfo_map.items():
@@ -64,10 +78,10 @@ for index in range(min(tb.nsheets, ob.nsheets)):
         for c in range(max(t.ncols, o.ncols)):
             tc, oc = cell(t, r, c), cell(o, r, c)
             if (r, c) in mine:
-                want_xf = tc[2] if r <= last else cell(t, last, c)[2]
+                want_xf = xf_rule(t, min(r, last), c)
                 if oc[0] != xlrd.XL_CELL_TEXT or oc[1] != mine[(r, c)]:
                     problem("(%d,%d) reads %r, wrote %r" % (r, c, oc[1], mine[(r, c)]))
-                if want_xf is not None and oc[2] != want_xf:
+                if oc[2] != want_xf:
                     problem("(%d,%d) has XF %r, template %r" % (r, c, oc[2], want_xf))
             elif not same_cell(tc, oc):
                 problem("sheet %d (%d,%d): %r, template %r" % (index, r, c, oc, tc))

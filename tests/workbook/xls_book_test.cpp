@@ -168,13 +168,21 @@ TEST(XlsBook, StandardPartExportIntoTheFirstSheet) {
 }
 
 // A template so small that its Workbook stream lives in the mini stream; it
-// has a run of numbers (MULRK) and a second sheet.
+// has a run of numbers (MULRK), a row with a format of its own (row 2), and
+// two more sheets, one of them empty. Every column gets the format of the
+// one formatted cell (1,4), so that new cells show where their format comes from.
 fs::path SmallTemplate(const TempDir& dir) {
   const std::string fods = R"(<?xml version="1.0" encoding="UTF-8"?>
 <office:document xmlns:office="urn:oasis:names:tc:opendocument:xmlns:office:1.0"
+ xmlns:style="urn:oasis:names:tc:opendocument:xmlns:style:1.0"
  xmlns:table="urn:oasis:names:tc:opendocument:xmlns:table:1.0"
  xmlns:text="urn:oasis:names:tc:opendocument:xmlns:text:1.0"
+ xmlns:fo="urn:oasis:names:tc:opendocument:xmlns:xsl-fo-compatible:1.0"
  office:version="1.2" office:mimetype="application/vnd.oasis.opendocument.spreadsheet">
+<office:automatic-styles>
+<style:style style:name="ceR" style:family="table-cell"><style:table-cell-properties fo:background-color="#ffff00"/></style:style>
+<style:style style:name="ceC" style:family="table-cell"><style:table-cell-properties fo:background-color="#00ffff"/></style:style>
+</office:automatic-styles>
 <office:body><office:spreadsheet>
 <table:table table:name="BOM">
 <table:table-row><table:table-cell office:value-type="string" table:number-columns-spanned="3"
@@ -183,14 +191,32 @@ fs::path SmallTemplate(const TempDir& dir) {
 <table:table-row><table:table-cell office:value-type="float" office:value="1.5"><text:p>1.5</text:p></table:table-cell>
  <table:table-cell office:value-type="float" office:value="2.5"><text:p>2.5</text:p></table:table-cell>
  <table:table-cell office:value-type="float" office:value="3.5"><text:p>3.5</text:p></table:table-cell>
- <table:table-cell office:value-type="float" office:value="4.5"><text:p>4.5</text:p></table:table-cell></table:table-row>
+ <table:table-cell office:value-type="float" office:value="4.5"><text:p>4.5</text:p></table:table-cell>
+ <table:table-cell table:style-name="ceC"/></table:table-row>
+<table:table-row table:default-cell-style-name="ceR"><table:table-cell table:number-columns-repeated="1024"/></table:table-row>
 </table:table>
 <table:table table:name="Notes"><table:table-row><table:table-cell office:value-type="string">
  <text:p>kept</text:p></table:table-cell></table:table-row></table:table>
 <table:table table:name="Empty"><table:table-row><table:table-cell/></table:table-row></table:table>
 </office:spreadsheet></office:body></office:document>)";
   WriteFile(dir / "small.fods", fods);
-  return ConvertToXls(dir, dir / "small.fods");
+  const fs::path converted = ConvertToXls(dir, dir / "small.fods");
+  if (!fs::exists(converted)) return converted;
+  workbook::cfb::File file = workbook::cfb::Read(ReadFile(converted));
+  std::string& s = file.entries[std::size_t(file.Find(u"Workbook"))].data;
+  std::uint16_t cyan = 0;
+  for (int pass = 0; pass < 2; ++pass) {
+    for (std::size_t pos = 0; pos + 4 <= s.size();
+         pos += 4 + std::uint8_t(s[pos + 2]) + 256 * std::uint8_t(s[pos + 3])) {
+      if (pass == 0 && s[pos] == '\x01' && s[pos + 1] == '\x02')  // BLANK
+        std::memcpy(&cyan, &s[pos + 8], 2);
+      if (pass == 1 && s[pos] == '\x7D' && s[pos + 1] == 0)  // COLINFO
+        std::memcpy(&s[pos + 10], &cyan, 2);
+    }
+  }
+  const fs::path tmpl = dir / "small.xls";
+  WriteFile(tmpl, workbook::cfb::Write(file));
+  return tmpl;
 }
 
 std::size_t WorkbookStreamSize(const std::string& xls) {
@@ -204,8 +230,10 @@ TEST(XlsBook, TemplateInTheMiniStream) {
   ASSERT_TRUE(fs::exists(tmpl)) << "LibreOffice made no template";
   ASSERT_LT(WorkbookStreamSize(ReadFile(tmpl)), 4096u);
 
-  // A few cells: one into the middle of the run of numbers, which splits it.
-  std::vector<Cell> few = {{1, 1, L"two"}, {0, 0, L"订单"}, {2, 5, L"new"}};
+  // A few cells: one into the middle of the run of numbers, which splits it;
+  // new ones in the formatted row and in a formatted column.
+  std::vector<Cell> few = {
+      {1, 1, L"two"}, {0, 0, L"订单"}, {2, 5, L"row format"}, {0, 6, L"column format"}};
   workbook::XlsBook book;
   workbook::Sheet* sheet = LoadActive(book, tmpl);
   ASSERT_NE(sheet, nullptr);
