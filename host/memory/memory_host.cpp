@@ -159,8 +159,8 @@ int MessagesImpl::ShowMessage(const std::string& title, int type,
     if (h_.answers_.empty()) {
       h_.message_log_.push_back(record);
       std::string first = lines.empty() ? std::string() : lines.front();
-      throw host::HostError("a question box \"" + title + "\" (" + first +
-                            ") was shown with no answer queued");
+      throw ScriptError("a question box \"" + title + "\" (" + first +
+                        ") was shown with no answer queued");
     }
     record.answer = h_.answers_.front();
     h_.answers_.pop_front();
@@ -193,7 +193,7 @@ host::SelectionResult SelectionImpl::SelectObjects(const std::string& prompt,
                                                    const std::vector<host::SelectionMask>&) {
   h_.selection_requests_.push_back({prompt, title});
   if (h_.selections_.empty())
-    throw host::HostError("a selection dialog \"" + title + "\" was shown with no answer queued");
+    throw ScriptError("a selection dialog \"" + title + "\" was shown with no answer queued");
   host::SelectionResult r = h_.selections_.front();
   h_.selections_.pop_front();
   return r;
@@ -201,7 +201,7 @@ host::SelectionResult SelectionImpl::SelectObjects(const std::string& prompt,
 
 std::optional<std::string> SelectionImpl::AskString(const std::string& prompt, const std::string&) {
   if (h_.strings_.empty())
-    throw host::HostError("a text input \"" + prompt + "\" was shown with no answer queued");
+    throw ScriptError("a text input \"" + prompt + "\" was shown with no answer queued");
   auto r = h_.strings_.front();
   h_.strings_.pop_front();
   return r;
@@ -209,8 +209,8 @@ std::optional<std::string> SelectionImpl::AskString(const std::string& prompt, c
 
 std::optional<host::CsysInfo> SelectionImpl::SpecifyCsys(const std::string& title) {
   if (h_.csys_answers_.empty())
-    throw host::HostError("a coordinate-system dialog \"" + title +
-                          "\" was shown with no answer queued");
+    throw ScriptError("a coordinate-system dialog \"" + title +
+                      "\" was shown with no answer queued");
   auto r = h_.csys_answers_.front();
   h_.csys_answers_.pop_front();
   return r;

@@ -71,13 +71,15 @@ class MemoryHost : public host::Host {
   const std::string& listing() const { return listing_; }
   bool listing_open() const { return listing_open_; }
 
-  // --- Message boxes: every box is recorded; questions take scripted answers --
+  // --- Message boxes: every box is recorded; questions take scripted answers;
+  // a question with no answer queued throws memory::ScriptError.
   const std::vector<MessageRecord>& message_log() const { return message_log_; }
   void ClearMessageLog() { message_log_.clear(); }
   void QueueAnswer(int button) { answers_.push_back(button); }
   std::size_t pending_answers() const { return answers_.size(); }
 
-  // --- Selection and input dialogs: scripted responses -------------------------
+  // --- Selection and input dialogs: scripted responses. A box or dialog shown
+  // with nothing queued throws memory::ScriptError, which the program cannot catch.
   struct SelectionRequest {
     std::string prompt, title;
   };
