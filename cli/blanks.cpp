@@ -194,7 +194,7 @@ int RunBlanks(const std::vector<std::string>& args) {
   std::fflush(stdout);
   if (verbose)
     PrintError(
-        text::Format("diebom blanks: %zu bodies on the template layers (%d standard parts "
+        text::Format("diebom blanks: %zu bodies on the template layers (%d standard parts on them "
                      "left out): %zu computed, %d read back\n",
                      records.size(), standard, records.size() - read_back, read_back));
 

@@ -1,0 +1,390 @@
+// The diebom program as a user runs it: exit codes, messages, the blank list
+// of the sample die against what its generator meant, formats, saving and the
+// second run, the sample command. Every run works on copies in a temporary
+// folder.
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <sstream>
+
+#include "host/memory/memory_host.h"
+#include "host/memory/part_file.h"
+#include "host/text.h"
+#include "samples/sample_die.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+struct Result {
+  int code = -1;
+  std::string out, err;  // as written (UTF-8)
+};
+
+std::string ReadAll(const fs::path& p) {
+  std::ifstream in(p, std::ios::binary);
+  std::ostringstream out;
+  out << in.rdbuf();
+  return out.str();
+}
+
+std::string Quote(const std::string& s) {
+  std::string out = "'";
+  for (char c : s) out += c == '\'' ? std::string("'\\''") : std::string(1, c);
+  return out + "'";
+}
+
+class DiebomTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    const auto* info = ::testing::UnitTest::GetInstance()->current_test_info();
+    dir_ = fs::path(::testing::TempDir()) / (std::string("diebom_") + info->name());
+    fs::remove_all(dir_);
+    fs::create_directories(dir_);
+    fs::copy_file(fs::path(DIEBOM_SAMPLE_DIE_DIR) / "sample_die.xbf", dir_ / "die.xbf");
+    fs::copy_file(fs::path(DIEBOM_SAMPLE_DIE_DIR) / "sample_die.step", dir_ / "die.step");
+  }
+  void TearDown() override { fs::remove_all(dir_); }
+
+  // Runs diebom with the arguments (UTF-8, each quoted for the shell).
+  Result Diebom(const std::vector<std::string>& args, const std::string& wrap = {}) {
+    std::string command = Quote(DIEBOM_BIN);
+    for (const std::string& a : args) command += " " + Quote(a);
+    if (!wrap.empty()) command = wrap + " " + Quote(command);
+    command += " >" + Quote((dir_ / "out.txt").string()) + " 2>" +
+               Quote((dir_ / "err.txt").string()) + " </dev/null";
+    const int status = std::system(command.c_str());
+    Result r;
+    r.code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    r.out = ReadAll(dir_ / "out.txt");
+    r.err = ReadAll(dir_ / "err.txt");
+    return r;
+  }
+
+  std::string P(const char* name) const { return (dir_ / name).string(); }
+
+  fs::path dir_;
+};
+
+int Lines(const std::string& s) { return static_cast<int>(std::count(s.begin(), s.end(), '\n')); }
+
+// One line on standard error that starts with the tool's name.
+void ExpectOneErrorLine(const Result& r, const std::string& part) {
+  EXPECT_EQ(Lines(r.err), 1) << r.err;
+  EXPECT_EQ(r.err.rfind("diebom", 0), 0u) << r.err;
+  EXPECT_NE(r.err.find(part), std::string::npos) << r.err;
+}
+
+// A CSV table read by a reader of its own: rows of fields.
+std::vector<std::vector<std::string>> ParseCsv(const std::string& text) {
+  std::vector<std::vector<std::string>> rows(1);
+  std::string field;
+  bool quoted = false, in_field = false;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const char c = text[i];
+    if (quoted) {
+      if (c == '"' && i + 1 < text.size() && text[i + 1] == '"') {
+        field += '"';
+        ++i;
+      } else if (c == '"') {
+        quoted = false;
+      } else {
+        field += c;
+      }
+    } else if (c == '"' && !in_field) {
+      quoted = in_field = true;
+    } else if (c == ',') {
+      rows.back().push_back(field);
+      field.clear();
+      in_field = false;
+    } else if (c == '\n') {
+      rows.back().push_back(field);
+      field.clear();
+      in_field = false;
+      rows.emplace_back();
+    } else {
+      field += c;
+      in_field = true;
+    }
+  }
+  if (rows.back().empty()) rows.pop_back();
+  return rows;
+}
+
+TEST_F(DiebomTest, HelpAndVersion) {
+  Result r = Diebom({"--version"});
+  EXPECT_EQ(r.code, 0);
+  EXPECT_EQ(r.out, "diebom " DIEBOM_VERSION "\n");
+  r = Diebom({"--help"});
+  EXPECT_EQ(r.code, 0);
+  EXPECT_NE(r.out.find("blanks PART"), std::string::npos);
+  EXPECT_NE(r.out.find("sample OUTDIR"), std::string::npos);
+  EXPECT_TRUE(r.err.empty());
+  for (const char* command : {"blanks", "sample"}) {
+    r = Diebom({command, "--help"});
+    EXPECT_EQ(r.code, 0) << command;
+    EXPECT_EQ(r.out.rfind(std::string("Usage: diebom ") + command, 0), 0u) << r.out;
+    EXPECT_EQ(Diebom({"help", command}).out, r.out);
+  }
+  EXPECT_NE(Diebom({"blanks", "-h"}).out.find(text::GbkToUtf8("模板图层")), std::string::npos);
+}
+
+TEST_F(DiebomTest, BadUsageExitsWithTwo) {
+  const std::vector<std::pair<std::vector<std::string>, std::string>> cases = {
+      {{}, "no command"},
+      {{"frobnicate"}, "unknown command 'frobnicate'"},
+      {{"--frobnicate"}, "unknown option '--frobnicate'"},
+      {{"blanks"}, "no PART"},
+      {{"blanks", P("die.xbf"), P("die.step")}, "one PART only"},
+      {{"blanks", P("die.xbf"), "--mode", "round"}, "--mode must be rounded or exact"},
+      {{"blanks", P("die.xbf"), "--format=xml"}, "--format must be table, csv or json"},
+      {{"blanks", P("die.xbf"), "--mode"}, "--mode needs a value"},
+      {{"blanks", P("die.xbf"), "--save="}, "--save needs a file name"},
+      {{"blanks", P("die.xbf"), "--verbose=1"}, "takes no value"},
+      {{"blanks", P("die.xbf"), "-x"}, "unknown option '-x'"},
+      {{"sample"}, "no OUTDIR"},
+      {{"sample", P("a"), P("b")}, "one OUTDIR only"},
+      {{"sample", P("a"), "--force=yes"}, "takes no value"},
+  };
+  for (const auto& [args, message] : cases) {
+    const Result r = Diebom(args);
+    SCOPED_TRACE(message);
+    EXPECT_EQ(r.code, 2);
+    EXPECT_TRUE(r.out.empty()) << r.out;
+    ExpectOneErrorLine(r, message);
+    EXPECT_NE(r.err.find("--help"), std::string::npos) << "points to the help";
+  }
+}
+
+TEST_F(DiebomTest, FailuresOfTheJobExitWithOne) {
+  // A damaged part file: the sample cut short; a text file; a folder.
+  const std::string bytes = ReadAll(dir_ / "die.xbf");
+  std::ofstream(dir_ / "cut.xbf", std::ios::binary) << bytes.substr(0, bytes.size() / 2);
+  std::ofstream(dir_ / "notes.txt") << "not a model\n";
+  fs::create_directories(dir_ / "empty_config");
+  fs::create_directories(dir_ / "no_layers" / "config");
+  for (const char* f : {"config.csv", "material_bom_config.csv", "bom_head_config.csv"})
+    std::ofstream(dir_ / "no_layers" / "config" / f) << "a\n1\n";
+  std::ofstream(dir_ / "a_file") << "x";
+
+  const std::vector<std::pair<std::vector<std::string>, std::string>> cases = {
+      {{"blanks", P("missing.step")}, "does not exist"},
+      {{"blanks", dir_.string()}, "is a folder"},
+      {{"blanks", P("notes.txt")}, "neither a STEP file nor a part file"},
+      {{"blanks", P("cut.xbf")}, "is damaged"},
+      {{"blanks", P("die.xbf"), "--config", P("no_such_config")}, "does not exist"},
+      {{"blanks", P("die.xbf"), "--config", P("empty_config")}, text::GbkToUtf8("不存在")},
+      {{"blanks", P("die.xbf"), "--config", P("no_layers")}, "no template layers"},
+      {{"blanks", P("die.xbf"), "--save", P("no/such/folder/out.xbf")}, "no such folder"},
+      {{"blanks", P("die.xbf"), "--save", dir_.string()}, "it is a folder"},
+      {{"sample", P("a_file")}, "is a file, not a folder"},
+      {{"sample", dir_.string()}, "is not empty"},
+  };
+  for (const auto& [args, message] : cases) {
+    const Result r = Diebom(args);
+    SCOPED_TRACE(message);
+    EXPECT_EQ(r.code, 1);
+    EXPECT_TRUE(r.out.empty()) << r.out;
+    ExpectOneErrorLine(r, message);
+  }
+  // Nothing was written beside the inputs.
+  EXPECT_FALSE(fs::exists(dir_ / "no"));
+}
+
+// The rows of the blank list (CSV), without the heading.
+std::vector<std::vector<std::string>> Rows(const Result& r) {
+  auto rows = ParseCsv(r.out);
+  EXPECT_FALSE(rows.empty());
+  if (!rows.empty()) rows.erase(rows.begin());
+  for (auto& row : rows)
+    for (auto& cell : row) cell = text::Utf8ToGbk(cell);
+  return rows;
+}
+
+TEST_F(DiebomTest, BlankListOfTheSampleDieIsWhatItsGeneratorMeant) {
+  memory::MemoryHost host;
+  const std::vector<samples::SampleBody> meant = samples::BuildSampleDie(host);
+  // layer, material name -> the blanks meant, in body order.
+  std::map<std::pair<int, std::string>, std::vector<std::string>> expected;
+  std::size_t listed = 0;
+  for (const auto& b : meant)
+    if (!b.spec.empty()) {
+      expected[{b.layer, b.material_name}].push_back(b.spec);
+      ++listed;
+    }
+
+  for (const char* mode : {"rounded", "exact"}) {
+    SCOPED_TRACE(mode);
+    const Result r = Diebom({"blanks", P("die.xbf"), "--format", "csv", "--mode", mode});
+    ASSERT_EQ(r.code, 0) << r.err;
+    EXPECT_TRUE(r.err.empty()) << "no progress bar off a terminal: " << r.err;
+    const auto rows = Rows(r);
+    ASSERT_EQ(rows.size(), listed);
+    std::map<std::pair<int, std::string>, std::vector<std::string>> got;
+    int last_layer = 0;
+    for (const auto& row : rows) {
+      ASSERT_EQ(row.size(), 11u);
+      const int layer = std::stoi(row[0]);
+      EXPECT_GE(layer, last_layer) << "listed layer by layer";
+      last_layer = layer;
+      got[{layer, row[1]}].push_back(row[5]);
+    }
+    EXPECT_EQ(got, expected);
+
+    // The cases the die was drawn for.
+    auto row_of = [&](const std::string& name) {
+      for (const auto& row : rows)
+        if (row[1] == name) return row;
+      return std::vector<std::string>(11);
+    };
+    EXPECT_EQ(row_of("斜置挡块")[5], "40.0x16.0x20.0") << "the turned block, in its own axes";
+    EXPECT_EQ(row_of("斜置挡块")[2], "ST-");
+    const std::pair<int, std::string> punches{90, "冲孔冲头"}, pins{130, "限位柱"};
+    EXPECT_EQ(got[punches], (std::vector<std::string>{"Φ10.0xH60.0", "Φ10.0xH60.0", "Φ10.0xH60.0",
+                                                      "Φ6.0xH60.0", "Φ6.0xH60.0"}));
+    EXPECT_EQ(got[pins].front(), "30.0x30.0x60.0") << "round pins not marked round";
+    // Identical inserts: the same blank, material, weights; the one in the
+    // changed-body colour keeps the material it carries.
+    std::vector<std::vector<std::string>> inserts;
+    for (const auto& row : rows)
+      if (row[1] == "凹模入子") inserts.push_back(row);
+    ASSERT_EQ(inserts.size(), 3u);
+    for (const auto& row : inserts) {
+      EXPECT_EQ(row[3], "DC53");
+      EXPECT_EQ(row[4], "真空淬火HRC60-62");
+      EXPECT_EQ(row[5], "40.0x30.0x30.0");
+      EXPECT_EQ(row[6], inserts[0][6]);
+      EXPECT_EQ(row[7], inserts[0][7]);
+    }
+    // Weights from the configured density 7.85: 300 x 180 x 30 mm is 12.7 kg.
+    EXPECT_EQ(row_of("下模板")[6], "12.7");
+    EXPECT_EQ(row_of("下模板")[3], "SKD11");
+    EXPECT_EQ(row_of("上垫脚")[10], "厚度(40.0)等高");
+    // No standard part and nothing off the template layers.
+    for (const auto& row : rows) {
+      EXPECT_NE(row[1], "外导柱");
+      EXPECT_NE(row[1], "料带");
+    }
+  }
+}
+
+TEST_F(DiebomTest, FormatsAgree) {
+  const Result table = Diebom({"blanks", P("die.xbf")});
+  const Result csv = Diebom({"blanks", P("die.xbf"), "--format=csv"});
+  const Result json = Diebom({"blanks", P("die.xbf"), "--format", "json"});
+  ASSERT_EQ(table.code, 0);
+  ASSERT_EQ(csv.code, 0);
+  ASSERT_EQ(json.code, 0);
+  EXPECT_EQ(Lines(table.out), Lines(csv.out));
+  EXPECT_NE(table.out.find(text::GbkToUtf8("斜置挡块")), std::string::npos);
+  // An independent JSON reader takes the list, with as many entries as the CSV has rows.
+  std::ofstream(dir_ / "list.json", std::ios::binary) << json.out;
+  const std::string check =
+      "/usr/bin/python3 -c 'import json,sys; d=json.load(open(sys.argv[1], "
+      "encoding=\"utf-8\")); print(len(d), d[0][\"layer\"], d[0][\"spec\"])' " +
+      Quote(P("list.json")) + " > " + Quote(P("py.txt"));
+  ASSERT_EQ(std::system(check.c_str()), 0);
+  EXPECT_EQ(ReadAll(dir_ / "py.txt"),
+            std::to_string(Lines(csv.out) - 1) + " 10 400.0x250.0x45.0\n");
+}
+
+TEST_F(DiebomTest, SavedPartFileTakesTheShortPathAndGivesTheSameList) {
+  const Result first = Diebom({"blanks", P("die.step"), "-v", "--save", P("saved.xbf")});
+  ASSERT_EQ(first.code, 0) << first.err;
+  EXPECT_NE(first.err.find("30 computed, 0 read back"), std::string::npos) << first.err;
+  const Result second = Diebom({"blanks", P("saved.xbf"), "-v", "--save", P("again.xbf")});
+  ASSERT_EQ(second.code, 0) << second.err;
+  EXPECT_NE(second.err.find("0 computed, 30 read back"), std::string::npos) << second.err;
+  EXPECT_EQ(second.out, first.out);
+  // In exact mode the stored blanks are read back as they are.
+  const Result exact = Diebom({"blanks", P("saved.xbf"), "--mode", "exact"});
+  EXPECT_EQ(exact.out, first.out);
+
+  // The saved part keeps the bodies with what the run set on them, and the
+  // named blank coordinate systems on layer 256.
+  memory::MemoryHost h;
+  memory::OpenPartFile(h, P("saved.xbf"));
+  const auto bodies = h.bodies().PartBodies(h.session().WorkPart());
+  EXPECT_EQ(bodies.size(), static_cast<std::size_t>(samples::SampleDieBodyCount()));
+  int coded = 0;
+  for (host::Tag b : bodies)
+    if (h.attributes().Has(b, "材料代号")) {
+      ++coded;
+      EXPECT_TRUE(h.attributes().Has(b, "实体标识"));
+      EXPECT_TRUE(h.attributes().Has(b, "材料规格"));
+    }
+  EXPECT_EQ(coded, 30);
+  EXPECT_GE(h.layers().ObjectsOnLayer(256).size(), 1u);
+  EXPECT_EQ(h.session().PartLeaf(h.session().WorkPart()), "saved");
+}
+
+TEST_F(DiebomTest, StepInputListsTheSameBodies) {
+  const Result step = Diebom({"blanks", P("die.step"), "--format", "csv"});
+  const Result part = Diebom({"blanks", P("die.xbf"), "--format", "csv"});
+  ASSERT_EQ(step.code, 0) << step.err;
+  const auto a = Rows(step), b = Rows(part);
+  ASSERT_EQ(a.size(), b.size());
+  // A STEP file carries no attributes: names come from the layer table and
+  // round parts are not marked, but every plate has the same blank.
+  for (std::size_t i = 0; i < a.size(); ++i) {
+    EXPECT_EQ(a[i][0], b[i][0]);
+    if (b[i][5].find("Φ") == std::string::npos) {
+      EXPECT_EQ(a[i][5], b[i][5]) << i;
+    }
+  }
+}
+
+TEST_F(DiebomTest, ProgressBarOnATerminal) {
+  // `script` gives the tool a terminal; the bar is drawn and wiped.
+  const Result r = Diebom({"blanks", P("die.xbf")}, "script -qec");
+  ASSERT_EQ(r.code, 0) << r.err;
+  EXPECT_NE(r.out.find("blanks [###"), std::string::npos);
+  EXPECT_NE(r.out.find("30/30"), std::string::npos);
+  EXPECT_NE(r.out.find("\r\033[K"), std::string::npos);
+}
+
+TEST_F(DiebomTest, SampleCommandWritesADieToEdit) {
+  const fs::path out = dir_ / text::GbkToUtf8("样例");
+  const Result r = Diebom({"sample", out.string()});
+  ASSERT_EQ(r.code, 0) << r.err;
+  EXPECT_TRUE(fs::is_regular_file(out / "sample_die.step"));
+  EXPECT_TRUE(fs::is_regular_file(out / "sample_die.xbf"));
+  EXPECT_TRUE(fs::is_regular_file(out / "config" / "config" / "TK" / "Layerwrk.txt"));
+  EXPECT_TRUE(fs::is_regular_file(out / "config" / "config" / "standard.csv"));
+  EXPECT_FALSE(fs::exists(out / "config" / "templates-src"));
+  for (const auto& e : fs::directory_iterator(DIEBOM_SAMPLE_CONFIG))
+    if (e.path().filename() != "templates-src") {
+      EXPECT_TRUE(fs::exists(out / "config" / e.path().filename())) << e.path();
+    }
+  EXPECT_NE(r.out.find("diebom blanks"), std::string::npos);
+  // Its files give the same list as the shipped ones.
+  const Result own =
+      Diebom({"blanks", (out / "sample_die.xbf").string(), "--config", (out / "config").string()});
+  ASSERT_EQ(own.code, 0) << own.err;
+  EXPECT_EQ(own.out, Diebom({"blanks", P("die.xbf")}).out);
+  // The copied configuration is the one used: another density, other weights.
+  const fs::path table =
+      out / "config" / "config" / text::GbkToUtf8("级进模") / "material_bom_config.csv";
+  std::string csv = ReadAll(table);
+  ASSERT_NE(csv.find("\n7.85,"), std::string::npos);
+  csv.replace(csv.find("\n7.85,"), 6, "\n8.00,");
+  std::ofstream(table, std::ios::binary | std::ios::trunc) << csv;
+  const Result heavier = Diebom({"blanks", (out / "sample_die.xbf").string(), "--config",
+                                 (out / "config").string(), "--format=csv"});
+  ASSERT_EQ(heavier.code, 0) << heavier.err;
+  bool found = false;
+  for (const auto& row : Rows(heavier))
+    if (row[1] == "下模板") {
+      EXPECT_EQ(row[6], "13.0") << "300 x 180 x 30 mm at 8.00 g/cm3";
+      found = true;
+    }
+  EXPECT_TRUE(found);
+  EXPECT_EQ(Diebom({"sample", out.string()}).code, 1) << "not over a die without --force";
+  EXPECT_EQ(Diebom({"sample", out.string(), "--force"}).code, 0);
+}
+
+}  // namespace
