@@ -110,14 +110,18 @@ std::string MaterialParamCalculator::TimeStamp() {
 }
 
 std::string MaterialParamCalculator::NewIdentity() {
+  if (!names_read_) {
+    // The names of the part's systems, read once; the identities given out
+    // afterwards are added as they are made.
+    for (host::Tag t : host_.csys().PartCsys(host_.session().WorkPart()))
+      taken_.insert(host_.objects().Name(t));
+    names_read_ = true;
+  }
   host::LocalTime t = host_.platform().Now();
   for (;;) {
     const std::string id = text::Format(ValueFormats::kIdentity, t.month, t.day, t.hour, t.minute,
                                         t.second, t.milliseconds);
-    if (!identities_.count(id) && orientation_.CsysNamed(id).empty()) {
-      identities_.insert(id);
-      return id;
-    }
+    if (taken_.insert(id).second) return id;
     AddMillisecond(t);
   }
 }
@@ -166,8 +170,10 @@ void MaterialParamCalculator::ApplyStateRule(host::Tag body, MaterialParam& p) {
 
 void MaterialParamCalculator::ApplyWeights(host::Tag body, MaterialParam& p) {
   if (!settings_.HasMachiningProcess()) return;
-  p.net_weight = text::Format(ValueFormats::kNetWeight, weights_.NetWeight(body));
-  p.process = weights_.ManufacturingProcess(body);
+  // The body is measured once for both.
+  const double net = weights_.NetWeight(body);
+  p.net_weight = text::Format(ValueFormats::kNetWeight, net);
+  p.process = weights_.ManufacturingProcess(body, net);
 }
 
 MaterialParam MaterialParamCalculator::GetBodyMaterialParam(host::Tag body) {
@@ -216,10 +222,14 @@ MaterialParam MaterialParamCalculator::GetBodyMaterialParam(host::Tag body) {
   ApplyColorRule(body, p);
 
   // An empty identity would name no system of its own: it counts as missing.
-  if (identity.empty()) identity = NewIdentity();
+  // A new identity names no system yet (NewIdentity makes sure of it), so the
+  // part need not be searched for one.
+  const bool fresh = identity.empty();
+  if (fresh) identity = NewIdentity();
   WriteAttribute(body, T::kIdentity, identity);
 
-  const std::vector<host::Tag> existing = orientation_.CsysNamed(identity);
+  const std::vector<host::Tag> existing =
+      fresh ? std::vector<host::Tag>() : orientation_.CsysNamed(identity);
   Log(text::Format("existingCsys:%d", static_cast<int>(existing.size())));
   if (!existing.empty()) {
     // The body keeps the blank system given to it before.
@@ -228,7 +238,7 @@ MaterialParam MaterialParamCalculator::GetBodyMaterialParam(host::Tag body) {
     const host::Matrix3x3 m = orientation_.ChooseOrientation(body);
     Log("创建实体坐标系");
     Log("删除之前的坐标系");
-    orientation_.PlaceBlankCsys(body, m, identity);
+    orientation_.PlaceBlankCsys(body, m, identity, !fresh);
   }
 
   Log("获取实体在当前坐标系中的包围盒尺寸");
@@ -289,12 +299,13 @@ void MaterialParamCalculator::CalcBodyMinOrient(host::Tag body) {
   WcsGuard wcs(host_);
   const host::Matrix3x3 m = orientation_.ChooseOrientation(body);
   std::string identity = ReadAttribute(body, T::kIdentity);
-  if (identity.empty()) {
+  const bool fresh = identity.empty();
+  if (fresh) {
     // A body never listed has no identity yet; its blank system needs a name.
     identity = NewIdentity();
     WriteAttribute(body, T::kIdentity, identity);
   }
-  orientation_.PlaceBlankCsys(body, m, identity);
+  orientation_.PlaceBlankCsys(body, m, identity, !fresh);
 
   const std::array<double, 3> e = geometry_.BlankExtents(body);
   const std::string spec = geometry_.SpecOf(body, e);

@@ -66,9 +66,9 @@ class MaterialParamCalculator {
   std::string TimeStamp();
   // A new body identity "%02d%02d%02d%02d%02d%04d" from the local time
   // (month, day, hour, minute, second, milliseconds). When that stamp was
-  // already given out in this run or names an existing coordinate system, the
-  // next free millisecond is taken, so that two bodies never share a blank
-  // coordinate system.
+  // already given out by this calculator or names a coordinate system of the
+  // part (as they were when the first identity was made), the next free
+  // millisecond is taken, so that two bodies never share a blank system.
   std::string NewIdentity();
 
   BlankGeometry& geometry() { return geometry_; }
@@ -99,7 +99,8 @@ class MaterialParamCalculator {
   HoleAnalysis holes_;
   Orientation orientation_;
   WeightRules weights_;
-  std::set<std::string> identities_;
+  std::set<std::string> taken_;  // system names and identities given out
+  bool names_read_ = false;
 };
 
 }  // namespace blank

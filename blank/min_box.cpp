@@ -29,6 +29,9 @@ inline V3 Normalized(const V3& a) {
 inline V3 ToV3(const host::Point3d& p) { return {p.X, p.Y, p.Z}; }
 inline V3 ToV3(const host::Vector3d& p) { return {p.X, p.Y, p.Z}; }
 inline host::Vector3d ToVector(const V3& v) { return {v.x, v.y, v.z}; }
+// At most this many hull facet normals are tried as box axes.
+constexpr std::size_t kHullFacetDirections = 64;
+
 inline host::Matrix3x3 Frame(const V3& x, const V3& y, const V3& z) {
   return host::Matrix3x3::FromRows(ToVector(x), ToVector(y), ToVector(z));
 }
@@ -244,30 +247,78 @@ inline double Cross2(const Point2d& o, const Point2d& a, const Point2d& b) {
   return (a.x - o.x) * (b.y - o.y) - (a.y - o.y) * (b.x - o.x);
 }
 
-// Andrew's monotone chain into `out` (counterclockwise, starting at the
-// lowest-x, then lowest-y point); `pts` is sorted in place.
-void Hull2dInto(std::vector<Point2d>& pts, std::vector<Point2d>& out) {
+inline bool XyLess(const Point2d& a, const Point2d& b) {
+  return a.x < b.x || (a.x == b.x && a.y < b.y);
+}
+
+// Andrew's monotone chain over points sorted by XyLess, into `out`
+// (counterclockwise from the lowest-x, then lowest-y point).
+void ChainSorted(const std::vector<Point2d>& pts, std::vector<Point2d>& out) {
   out.clear();
-  std::sort(pts.begin(), pts.end(), [](const Point2d& a, const Point2d& b) {
-    return a.x < b.x || (a.x == b.x && a.y < b.y);
-  });
   const std::size_t n = pts.size();
   if (n < 3) {
     for (const Point2d& p : pts)
       if (out.empty() || p.x != out.back().x || p.y != out.back().y) out.push_back(p);
     return;
   }
+  // Turns flatter than a relative 1e-12 count as straight: points that
+  // projected onto nearly the same spot would otherwise leave slivers whose
+  // rounding breaks the convexity the calipers rely on.
+  double y0 = pts[0].y, y1 = pts[0].y;
+  for (const Point2d& p : pts) y0 = std::min(y0, p.y), y1 = std::max(y1, p.y);
+  const double scale = (pts[n - 1].x - pts[0].x) + (y1 - y0);
+  const double flat = 1e-12 * scale * scale;
   out.resize(2 * n);
   std::size_t k = 0;
   for (std::size_t i = 0; i < n; ++i) {
-    while (k >= 2 && Cross2(out[k - 2], out[k - 1], pts[i]) <= 0.0) --k;
+    while (k >= 2 && Cross2(out[k - 2], out[k - 1], pts[i]) <= flat) --k;
     out[k++] = pts[i];
   }
   for (std::size_t i = n - 1, t = k + 1; i-- > 0;) {
-    while (k >= t && Cross2(out[k - 2], out[k - 1], pts[i]) <= 0.0) --k;
+    while (k >= t && Cross2(out[k - 2], out[k - 1], pts[i]) <= flat) --k;
     out[k++] = pts[i];
   }
   out.resize(k > 1 ? k - 1 : k);
+}
+
+void Hull2dInto(std::vector<Point2d>& pts, std::vector<Point2d>& out) {
+  std::sort(pts.begin(), pts.end(), XyLess);
+  ChainSorted(pts, out);
+}
+
+// Rotating calipers on a convex polygon (counterclockwise, at least two
+// points): the smallest area of a rectangle with a side on one of its edges,
+// and the index of the first edge that gives it. Edge vectors are not
+// normalised: the supporting points do not depend on the scale, and the area
+// needs one division.
+double MinRectangle(const std::vector<Point2d>& h, int& best_edge) {
+  const int n = static_cast<int>(h.size());
+  double best = std::numeric_limits<double>::infinity();
+  best_edge = 0;
+  int j = 0, k = 0, m = 0;
+  auto next = [n](int i) { return i + 1 == n ? 0 : i + 1; };
+  for (int i = 0; i < n; ++i) {
+    const Point2d& a = h[i];
+    const Point2d& b = h[next(i)];
+    const double ex = b.x - a.x, ey = b.y - a.y, len2 = ex * ex + ey * ey;
+    if (len2 == 0.0) continue;
+    auto du = [&](int t) { return h[t].x * ex + h[t].y * ey; };
+    auto dv = [&](int t) { return h[t].y * ex - h[t].x * ey; };
+    if (i == 0) {
+      for (int t = 1; t < n; ++t) {
+        if (du(t) > du(j)) j = t;
+        if (dv(t) > dv(k)) k = t;
+        if (du(t) < du(m)) m = t;
+      }
+    } else {
+      for (int c = 0; c < n && du(next(j)) >= du(j); ++c) j = next(j);
+      for (int c = 0; c < n && dv(next(k)) >= dv(k); ++c) k = next(k);
+      for (int c = 0; c < n && du(next(m)) <= du(m); ++c) m = next(m);
+    }
+    const double area = (du(j) - du(m)) * (dv(k) - dv(i)) / len2;
+    if (area < best) best = area, best_edge = i;
+  }
+  return best;
 }
 
 Rectangle2d RectangleOfHull(const std::vector<Point2d>& h) {
@@ -279,39 +330,16 @@ Rectangle2d RectangleOfHull(const std::vector<Point2d>& h) {
     r.v_low = r.v_high = h[0].y;
     return r;
   }
-  auto du = [&](int i, double ux, double uy) { return h[i].x * ux + h[i].y * uy; };
-  auto dv = [&](int i, double ux, double uy) { return -h[i].x * uy + h[i].y * ux; };
-  double best = std::numeric_limits<double>::infinity();
-  int best_edge = 0;
-  int j = 0, k = 0, m = 0;
-  for (int i = 0; i < n; ++i) {
-    const Point2d& a = h[i];
-    const Point2d& b = h[(i + 1) % n];
-    const double ex = b.x - a.x, ey = b.y - a.y, len = std::hypot(ex, ey);
-    if (len == 0.0) continue;
-    const double ux = ex / len, uy = ey / len;
-    if (i == 0) {
-      for (int t = 1; t < n; ++t) {
-        if (du(t, ux, uy) > du(j, ux, uy)) j = t;
-        if (dv(t, ux, uy) > dv(k, ux, uy)) k = t;
-        if (du(t, ux, uy) < du(m, ux, uy)) m = t;
-      }
-    } else {
-      for (int c = 0; c < n && du((j + 1) % n, ux, uy) >= du(j, ux, uy); ++c) j = (j + 1) % n;
-      for (int c = 0; c < n && dv((k + 1) % n, ux, uy) >= dv(k, ux, uy); ++c) k = (k + 1) % n;
-      for (int c = 0; c < n && du((m + 1) % n, ux, uy) <= du(m, ux, uy); ++c) m = (m + 1) % n;
-    }
-    const double area = (du(j, ux, uy) - du(m, ux, uy)) * (dv(k, ux, uy) - dv(i, ux, uy));
-    if (area < best) best = area, best_edge = i;
-  }
-  const Point2d& a = h[best_edge];
-  const Point2d& b = h[(best_edge + 1) % n];
-  const double len = std::hypot(b.x - a.x, b.y - a.y);
+  int edge = 0;
+  MinRectangle(h, edge);
+  const Point2d& a = h[edge];
+  const Point2d& b = h[(edge + 1) % n];
+  const double len = std::sqrt((b.x - a.x) * (b.x - a.x) + (b.y - a.y) * (b.y - a.y));
   r.ux = (b.x - a.x) / len, r.uy = (b.y - a.y) / len;
   r.u_low = r.v_low = std::numeric_limits<double>::infinity();
   r.u_high = r.v_high = -std::numeric_limits<double>::infinity();
   for (int t = 0; t < n; ++t) {
-    const double u = du(t, r.ux, r.uy), v = dv(t, r.ux, r.uy);
+    const double u = h[t].x * r.ux + h[t].y * r.uy, v = -h[t].x * r.uy + h[t].y * r.ux;
     r.u_low = std::min(r.u_low, u), r.u_high = std::max(r.u_high, u);
     r.v_low = std::min(r.v_low, v), r.v_high = std::max(r.v_high, v);
   }
@@ -326,11 +354,32 @@ class Search {
   Search(const Hull& hull) {
     pts_.reserve(hull.vertices.size());
     for (const host::Point3d& p : hull.vertices) pts_.push_back(ToV3(p));
+    // Half the area-weighted facet normals: the shadow of the hull along d is
+    // the sum of |a . d|. Facets of one plane (same outward normal) are
+    // summed into one term.
+    std::vector<std::pair<V3, V3>> facets;  // unit normal, half area vector
     for (const auto& f : hull.facets) {
-      // Half the area-weighted normal: the shadow of the hull along d is the
-      // sum of |n . d| over the facets.
-      areas_.push_back(0.25 * Cross(pts_[f[1]] - pts_[f[0]], pts_[f[2]] - pts_[f[0]]));
+      const V3 a = 0.25 * Cross(pts_[f[1]] - pts_[f[0]], pts_[f[2]] - pts_[f[0]]);
+      if (Dot(a, a) > 0.0) facets.push_back({Normalized(a), a});
     }
+    std::sort(facets.begin(), facets.end(), [](const auto& p, const auto& q) {
+      if (p.first.x != q.first.x) return p.first.x < q.first.x;
+      if (p.first.y != q.first.y) return p.first.y < q.first.y;
+      return p.first.z < q.first.z;
+    });
+    for (std::size_t i = 0; i < facets.size(); ++i) {
+      const V3& n = facets[i].first;
+      if (i > 0 && std::fabs(n.x - facets[i - 1].first.x) <= 1e-9 &&
+          std::fabs(n.y - facets[i - 1].first.y) <= 1e-9 &&
+          std::fabs(n.z - facets[i - 1].first.z) <= 1e-9) {
+        areas_.back() = areas_.back() + facets[i].second;
+      } else {
+        areas_.push_back(facets[i].second);
+      }
+    }
+    order_.resize(pts_.size());
+    for (std::size_t i = 0; i < order_.size(); ++i) order_[i] = static_cast<int>(i);
+    keyed_.resize(pts_.size());
     proj_.reserve(pts_.size());
     ring_.reserve(2 * pts_.size() + 2);
   }
@@ -344,20 +393,52 @@ class Search {
   Result Around(const V3& d) {
     V3 e1, e2;
     Complete(d, e1, e2);
-    proj_.clear();
+    const std::size_t n = pts_.size();
+    // The points are projected in the order the last direction sorted them:
+    // successive directions are close, so the order is nearly right and an
+    // insertion sort finishes it in about linear time.
+    proj_.resize(n);
     double lo = std::numeric_limits<double>::infinity(), hi = -lo;
-    for (const V3& p : pts_) {
-      proj_.push_back({Dot(p, e1), Dot(p, e2)});
+    for (std::size_t i = 0; i < n; ++i) {
+      const V3& p = pts_[order_[i]];
+      proj_[i] = {Dot(p, e1), Dot(p, e2)};
       const double w = Dot(p, d);
       lo = std::min(lo, w), hi = std::max(hi, w);
     }
-    Hull2dInto(proj_, ring_);
-    const Rectangle2d r = RectangleOfHull(ring_);
+    std::size_t moves = 0;
+    for (std::size_t i = 1; i < n && moves <= 8 * n; ++i) {
+      const Point2d p = proj_[i];
+      const int id = order_[i];
+      std::size_t j = i;
+      for (; j > 0 && XyLess(p, proj_[j - 1]); --j, ++moves) {
+        proj_[j] = proj_[j - 1];
+        order_[j] = order_[j - 1];
+      }
+      proj_[j] = p;
+      order_[j] = id;
+    }
+    if (moves > 8 * n) {  // far from sorted: sort outright
+      for (std::size_t i = 0; i < n; ++i) keyed_[i] = {proj_[i], order_[i]};
+      std::sort(keyed_.begin(), keyed_.end(),
+                [](const auto& a, const auto& b) { return XyLess(a.first, b.first); });
+      for (std::size_t i = 0; i < n; ++i) proj_[i] = keyed_[i].first, order_[i] = keyed_[i].second;
+    }
+    ChainSorted(proj_, ring_);
     Result res;
-    res.volume = r.Area() * (hi - lo);
-    res.u = r.ux * e1 + r.uy * e2;
-    res.v = (-r.uy) * e1 + r.ux * e2;
     res.d = d;
+    if (ring_.size() < 2) {  // every point on the axis
+      res.volume = 0.0, res.u = e1, res.v = e2;
+      return res;
+    }
+    int edge = 0;
+    const double area = MinRectangle(ring_, edge);
+    const Point2d& a = ring_[edge];
+    const Point2d& b = ring_[(edge + 1) % ring_.size()];
+    const double ex = b.x - a.x, ey = b.y - a.y, len = std::sqrt(ex * ex + ey * ey);
+    const double ux = ex / len, uy = ey / len;
+    res.volume = area * (hi - lo);
+    res.u = ux * e1 + uy * e2;
+    res.v = (-uy) * e1 + ux * e2;
     return res;
   }
 
@@ -380,6 +461,8 @@ class Search {
   std::vector<V3> pts_;
   std::vector<V3> areas_;
   std::vector<Point2d> proj_, ring_;
+  std::vector<int> order_;
+  std::vector<std::pair<Point2d, int>> keyed_;
 };
 
 double SurfaceArea(const OrientedBox& b) {
@@ -399,23 +482,37 @@ void AddDirection(std::vector<V3>& dirs, const V3& d) {
   if (Dot(u, u) > 0.5) dirs.push_back(Canonical(u));
 }
 
+// Drops repeated directions, keeping the first of each in its place.
 void Dedupe(std::vector<V3>& dirs) {
-  std::sort(dirs.begin(), dirs.end(), [](const V3& a, const V3& b) {
+  std::vector<std::size_t> order(dirs.size());
+  for (std::size_t i = 0; i < order.size(); ++i) order[i] = i;
+  auto less = [&](std::size_t i, std::size_t j) {
+    const V3 &a = dirs[i], &b = dirs[j];
     if (a.x != b.x) return a.x < b.x;
     if (a.y != b.y) return a.y < b.y;
-    return a.z < b.z;
-  });
-  std::vector<V3> out;
-  for (const V3& d : dirs) {
-    bool dup = false;
-    for (auto it = out.rbegin(); it != out.rend() && d.x - it->x <= 1e-12; ++it) {
-      if (std::fabs(d.y - it->y) <= 1e-12 && std::fabs(d.z - it->z) <= 1e-12) {
-        dup = true;
+    if (a.z != b.z) return a.z < b.z;
+    return i < j;
+  };
+  std::sort(order.begin(), order.end(), less);
+  std::vector<char> keep(dirs.size(), 1);
+  for (std::size_t k = 0; k < order.size(); ++k) {
+    const V3& d = dirs[order[k]];
+    for (std::size_t m = k; m-- > 0 && d.x - dirs[order[m]].x <= 1e-12;) {
+      const V3& e = dirs[order[m]];
+      if (keep[order[m]] && std::fabs(d.y - e.y) <= 1e-12 && std::fabs(d.z - e.z) <= 1e-12) {
+        // The earlier of the two in the list stays.
+        if (order[m] < order[k]) {
+          keep[order[k]] = 0;
+        } else {
+          keep[order[m]] = 0;
+        }
         break;
       }
     }
-    if (!dup) out.push_back(d);
   }
+  std::vector<V3> out;
+  for (std::size_t i = 0; i < dirs.size(); ++i)
+    if (keep[i]) out.push_back(dirs[i]);
   dirs.swap(out);
 }
 
@@ -490,10 +587,39 @@ OrientedBox MinimumVolumeBox(const std::vector<host::Point3d>& points,
   const std::vector<V3>& pts = search.points();
 
   // Candidate directions.
-  std::vector<V3> dirs = {{1, 0, 0}, {0, 1, 0}, {0, 0, 1}};
+  std::vector<V3> dirs;
   for (const host::Vector3d& d : directions) AddDirection(dirs, ToV3(d));
-  for (const auto& f : hull.facets)
-    AddDirection(dirs, Cross(pts[f[1]] - pts[f[0]], pts[f[2]] - pts[f[0]]));
+  for (const V3& d : {V3{1, 0, 0}, V3{0, 1, 0}, V3{0, 0, 1}}) AddDirection(dirs, d);
+  {
+    // The hull's facets, coplanar ones merged, largest first; on a sampled
+    // curved body most are small slivers of the samples, so only the largest
+    // kHullFacetDirections are candidates (the guard covers the rest).
+    std::vector<std::pair<double, V3>> facets;
+    for (const auto& f : hull.facets) {
+      const V3 n = Cross(pts[f[1]] - pts[f[0]], pts[f[2]] - pts[f[0]]);
+      const double area = Norm(n);
+      if (area > 0.0) facets.push_back({area, Canonical((1.0 / area) * n)});
+    }
+    std::sort(facets.begin(), facets.end(), [](const auto& a, const auto& b) {
+      if (a.second.x != b.second.x) return a.second.x < b.second.x;
+      if (a.second.y != b.second.y) return a.second.y < b.second.y;
+      return a.second.z < b.second.z;
+    });
+    std::vector<std::pair<double, V3>> merged;
+    for (const auto& f : facets) {
+      if (!merged.empty() && std::fabs(f.second.x - merged.back().second.x) <= 1e-9 &&
+          std::fabs(f.second.y - merged.back().second.y) <= 1e-9 &&
+          std::fabs(f.second.z - merged.back().second.z) <= 1e-9) {
+        merged.back().first += f.first;
+      } else {
+        merged.push_back(f);
+      }
+    }
+    std::stable_sort(merged.begin(), merged.end(),
+                     [](const auto& a, const auto& b) { return a.first > b.first; });
+    if (merged.size() > kHullFacetDirections) merged.resize(kHullFacetDirections);
+    for (const auto& f : merged) dirs.push_back(f.second);
+  }
   {
     // Boxes whose opposite faces hold two skew hull edges (the regular
     // tetrahedron's cube): normals of pairs of edge directions, when the
@@ -516,6 +642,8 @@ OrientedBox MinimumVolumeBox(const std::vector<host::Point3d>& points,
   Search::Result best;
   OrientedBox best_box;
   for (const V3& d : dirs) {
+    // No need to solve a direction whose lower bound is already worse.
+    if (search.LowerBound(d) > best.volume * (1.0 + 1e-9)) continue;
     const Search::Result r = search.Around(d);
     if (!(r.volume <= best.volume * (1.0 + 1e-9))) continue;
     const OrientedBox box = BoxAlong(hull.vertices, Frame(r.u, r.v, r.d));
@@ -534,7 +662,9 @@ OrientedBox MinimumVolumeBox(const std::vector<host::Point3d>& points,
     // is enough.
     const V3 fx = best.u, fy = best.v, fz = best.d;
     const double cap = std::acos(1.0 / std::sqrt(3.0)) + 0.5 * step;
-    const double keep = best.volume * 1.25;
+    // Directions whose box cannot come within 10% of the best are not
+    // solved (their lower bound says so), nor kept as starts.
+    const double keep = best.volume * 1.1;
     std::vector<Search::Result> found;
     for (int ring = 0; ring * step <= cap; ++ring) {
       const double theta = ring * step;
@@ -590,6 +720,12 @@ OrientedBox MinimumVolumeBox(const std::vector<host::Point3d>& points,
           cur = next;
         } else {
           s *= 0.5;
+          // A start still clearly worse than the best box at this step will
+          // not overtake it in the little room the finer steps have left;
+          // below a sixteenth of the grid step only a start that is already
+          // ahead goes on.
+          if (cur.volume > guard.volume * (1.0 + 4.0 * s)) break;
+          if (s < step / 16 && !(cur.volume < guard.volume * (1.0 - 1e-6))) break;
         }
       }
       if (cur.volume < guard.volume) guard = cur;

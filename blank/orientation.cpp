@@ -71,7 +71,7 @@ host::Matrix3x3 Orientation::ChooseOrientation(host::Tag body) {
 }
 
 host::Tag Orientation::PlaceBlankCsys(host::Tag body, const host::Matrix3x3& orientation,
-                                      const std::string& identity) {
+                                      const std::string& identity, bool replace) {
   const host::Tag temp = geometry_.CrateTempCsys(orientation);
   const host::Vector3d x = orientation.XAxis(), y = orientation.YAxis();
   host_.attributes().SetString(
@@ -88,7 +88,8 @@ host::Tag Orientation::PlaceBlankCsys(host::Tag body, const host::Matrix3x3& ori
   host::Mtx3OrthoNormalize(axes);
   const host::Tag csys = host_.csys().CreateCsys(origin, host_.csys().CreateMatrix(axes));
 
-  for (host::Tag old : CsysNamed(identity)) host_.objects().Delete(old);
+  if (replace)
+    for (host::Tag old : CsysNamed(identity)) host_.objects().Delete(old);
   host_.objects().SetName(csys, identity);
   host_.objects().SetLayer(csys, kCsysLayer);
   host_.objects().SetBlanked(csys, true);

@@ -34,10 +34,11 @@ class Orientation {
   // Records the orientation on the body ("材料方位"), measures the body in it
   // and leaves a permanent system named `identity` at the blank (X and Y at
   // the box's centre, Z at its lower face) on layer 256, blanked, in place of
-  // any earlier system of that name. That system is the work coordinate
-  // system afterwards; its tag is returned.
+  // any earlier system of that name (`replace` false: the caller knows there
+  // is none). That system is the work coordinate system afterwards; its tag
+  // is returned.
   host::Tag PlaceBlankCsys(host::Tag body, const host::Matrix3x3& orientation,
-                           const std::string& identity);
+                           const std::string& identity, bool replace = true);
 
   // The coordinate systems on a layer.
   std::vector<host::Tag> GetLayerCsys(int layer);

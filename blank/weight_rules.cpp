@@ -35,8 +35,12 @@ std::optional<std::string> WeightRules::EqualHeightRemark(int layer, double thic
 
 std::string WeightRules::ManufacturingProcess(host::Tag body) {
   if (!settings_.machining_process) return {};
+  return ManufacturingProcess(body, NetWeight(body));
+}
+
+std::string WeightRules::ManufacturingProcess(host::Tag body, double net) {
+  if (!settings_.machining_process) return {};
   const config::MachiningProcess& table = *settings_.machining_process;
-  const double net = NetWeight(body);
   if (table.weight_limit > net) return {};
   const std::string layer = text::Format("%d", host_.objects().Layer(body));
   const std::string color = text::Format("%d", host_.objects().Color(body));

@@ -41,6 +41,8 @@ class WeightRules {
   // without the table, when the limit is greater than the net weight, or when
   // the body's colour or its row in the layer's column is missing.
   std::string ManufacturingProcess(host::Tag body);
+  // The same with the body's net weight already measured.
+  std::string ManufacturingProcess(host::Tag body, double net_weight);
   // The body carries "材料订购方式" equal to the method for blanks not heavier
   // than the limit.
   bool IsNoBuyBody(host::Tag body);

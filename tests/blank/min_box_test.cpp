@@ -111,6 +111,23 @@ TEST(MinBox, PlanarHullAndCalipersAgreeWithBruteForce) {
       EXPECT_LE(b, r.v_high + 1e-9);
     }
   }
+  // Corners repeated with rounding noise (as the two ends of an edge seen
+  // along it project): the noise must not break the calipers.
+  std::vector<Point2d> noisy;
+  std::uniform_real_distribution<double> tiny(-1e-13, 1e-13);
+  for (int round = 0; round < 50; ++round) {
+    noisy.clear();
+    const double a = 0.1 * round;
+    for (const Point2d& c : {Point2d{0, 0}, Point2d{100, 0}, Point2d{100, 20}, Point2d{20, 20},
+                             Point2d{20, 60}, Point2d{0, 60}})
+      for (int k = 0; k < 3; ++k) {
+        const double x = c.x + tiny(rng), y = c.y + tiny(rng);
+        noisy.push_back({x * std::cos(a) - y * std::sin(a), x * std::sin(a) + y * std::cos(a)});
+      }
+    const std::vector<Point2d> hull = blank::ConvexHull2d(noisy);
+    EXPECT_EQ(hull.size(), 5u);  // the L's hull: the inner corner drops out
+    EXPECT_NEAR(blank::MinAreaRectangle(noisy).Area(), 6000.0, 1e-6) << round;
+  }
   // Collinear and repeated points give a segment: zero area, no failure.
   const std::vector<Point2d> line{{0, 0}, {1, 1}, {2, 2}, {2, 2}, {0, 0}};
   EXPECT_EQ(blank::ConvexHull2d(line).size(), 2u);
