@@ -61,11 +61,18 @@ int RunSample(const std::vector<std::string>& args) {
   }
 
   const std::string dir = PathText(out.string());
+  // The folder as the shell takes it back, quoted when it must be.
+  auto shell = [](const std::string& path) {
+    if (path.find_first_of(" \t'\"$&;|<>()*?") == std::string::npos) return path;
+    std::string quoted = "'";
+    for (char c : path) quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    return quoted + "'";
+  };
   Print("wrote " + dir + "/" + samples::kSampleDieName + ".step\n");
   Print("wrote " + dir + "/" + samples::kSampleDieName + memory::kPartFileExtension + "\n");
   Print("wrote " + dir + "/config\n");
-  Print("next: diebom blanks " + dir + "/" + samples::kSampleDieName + ".step --config " + dir +
-        "/config\n");
+  Print("next: diebom blanks " + shell(dir + "/" + samples::kSampleDieName + ".step") +
+        " --config " + shell(dir + "/config") + "\n");
   return kSuccess;
 }
 
