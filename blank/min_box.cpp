@@ -639,11 +639,17 @@ OrientedBox MinimumVolumeBox(const std::vector<host::Point3d>& points,
   }
   Dedupe(dirs);
 
+  // Candidates in ascending order of their lower bound: once a bound is
+  // above the best box found, so are all that follow.
+  std::vector<std::pair<double, V3>> bounded;
+  bounded.reserve(dirs.size());
+  for (const V3& d : dirs) bounded.push_back({search.LowerBound(d), d});
+  std::stable_sort(bounded.begin(), bounded.end(),
+                   [](const auto& a, const auto& b) { return a.first < b.first; });
   Search::Result best;
   OrientedBox best_box;
-  for (const V3& d : dirs) {
-    // No need to solve a direction whose lower bound is already worse.
-    if (search.LowerBound(d) > best.volume * (1.0 + 1e-9)) continue;
+  for (const auto& [bound, d] : bounded) {
+    if (bound > best.volume * (1.0 + 1e-9)) break;
     const Search::Result r = search.Around(d);
     if (!(r.volume <= best.volume * (1.0 + 1e-9))) continue;
     const OrientedBox box = BoxAlong(hull.vertices, Frame(r.u, r.v, r.d));

@@ -10,7 +10,7 @@ using namespace blank_test;
 using blank::BlankGeometry;
 using blank::BomOptions;
 
-TEST(HalfUnit, RoundsByTheHalfUnitRule) {
+TEST(BlankHalfUnit, RoundsByTheHalfUnitRule) {
   EXPECT_DOUBLE_EQ(blank::HalfUnit(10.004), 10.004);  // fraction under 0.005 kept
   EXPECT_DOUBLE_EQ(blank::HalfUnit(10.0), 10.0);
   EXPECT_DOUBLE_EQ(blank::HalfUnit(10.005), 10.5);
@@ -25,7 +25,7 @@ TEST(HalfUnit, RoundsByTheHalfUnitRule) {
   EXPECT_DOUBLE_EQ(blank::BlankExtent(10.506, 2), 10.506);
 }
 
-TEST(Spec, FormatsAndAllowances) {
+TEST(BlankSpec, FormatsAndAllowances) {
   EXPECT_EQ(blank::FormatSpec(100, 50, 20.04), "100.0x50.0x20.0");
   EXPECT_EQ(blank::FormatRoundSpec(30, 80), "Φ30.0xH80.0");
   EXPECT_EQ(blank::ApplyAllowance("100.0x50.0x20.0", "1_1_2_2_3"), "104.0x52.0x23.0");

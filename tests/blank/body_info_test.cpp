@@ -9,7 +9,7 @@ namespace {
 using namespace blank_test;
 using blank::BodyInfo;
 
-TEST(BodyInfo, CornersAndExtentsInTheWorkSystem) {
+TEST(BlankBodyInfo, CornersAndExtentsInTheWorkSystem) {
   MemoryHost h;
   const Tag body = h.AddBody(Shape::Box(100, 50, 20, {10, 20, 30}), 7);
   BodyInfo info(h, body);
@@ -40,7 +40,7 @@ TEST(BodyInfo, CornersAndExtentsInTheWorkSystem) {
   ExpectVec({back.X, back.Y, back.Z}, {info.GetMinCorner().X, info.GetMinCorner().Y, 30}, 1e-9);
 }
 
-TEST(BodyInfo, IdenticalBodiesWhereverTheyAre) {
+TEST(BlankBodyInfo, IdenticalBodiesWhereverTheyAre) {
   MemoryHost h;
   Shape part = Shape::Box(120, 60, 25).Drilled({30, 30, 25}, {0, 0, -1}, 10, 25);
   part = part.Drilled({90, 30, 25}, {0, 0, -1}, 10, 25);
@@ -68,7 +68,7 @@ TEST(BodyInfo, IdenticalBodiesWhereverTheyAre) {
   EXPECT_EQ(LiveObjectsSince(h, probe), 0);
 }
 
-TEST(BodyInfo, AttributesOfTheBodyOrItsFaces) {
+TEST(BlankBodyInfo, AttributesOfTheBodyOrItsFaces) {
   MemoryHost h;
   const Tag body = h.AddBody(Shape::Box(10, 10, 10));
   BodyInfo info(h, body);
@@ -84,7 +84,7 @@ TEST(BodyInfo, AttributesOfTheBodyOrItsFaces) {
   EXPECT_EQ(value, "Y");
 }
 
-TEST(BodyInfo, MinimumVolumeOrientationOfCurvedAndPolyhedralBodies) {
+TEST(BlankBodyInfo, MinimumVolumeOrientationOfCurvedAndPolyhedralBodies) {
   MemoryHost h;
   // The regular tetrahedron's best box is the cube it is cut from.
   const Tag tet =
@@ -99,6 +99,15 @@ TEST(BodyInfo, MinimumVolumeOrientationOfCurvedAndPolyhedralBodies) {
   const host::ExactBox e =
       h.bodies().AskBoundingBoxExact(cone, h.csys().CreateTempCsys({}, h.csys().CreateMatrix(m)));
   EXPECT_NEAR(e.distances[0] * e.distances[1] * e.distances[2], 40 * 40 * 60, 40 * 40 * 60 * 1e-6);
+  // A sphere has no vertices at all: its samples alone give the cube.
+  const Tag ball = h.AddBody(Shape::Sphere({5, 6, 7}, 12));
+  ASSERT_TRUE(BodyInfo(h, ball).GetBodyMinVolumeOrient(m, 0.05));
+  const host::ExactBox b =
+      h.bodies().AskBoundingBoxExact(ball, h.csys().CreateTempCsys({}, h.csys().CreateMatrix(m)));
+  for (double d : b.distances) EXPECT_NEAR(d, 24.0, 1e-6);
+  // A sheet: a flat box, and false (no volume).
+  const Tag sheet = h.AddBody(Shape::Sheet(30, 20));
+  EXPECT_FALSE(BodyInfo(h, sheet).GetBodyMinVolumeOrient(m, 0.05));
 }
 
 }  // namespace

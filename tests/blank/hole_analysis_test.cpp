@@ -18,7 +18,7 @@ Shape DrilledPlate() {
   return plate;
 }
 
-TEST(Holes, ThroughHolesAreGroupedByDirection) {
+TEST(BlankHoles, ThroughHolesAreGroupedByDirection) {
   MemoryHost h;
   const Tag plate = h.AddBody(DrilledPlate());
   const std::vector<SimpleHoleInfo> groups = HoleAnalysis(h).GetSimpleHoles(plate);
@@ -34,7 +34,7 @@ TEST(Holes, ThroughHolesAreGroupedByDirection) {
   EXPECT_EQ(groups[x].count, 2);  // drilled from opposite sides: one group
 }
 
-TEST(Holes, BossesSlotsAndBlindPocketsAreNotSimpleHoles) {
+TEST(BlankHoles, BossesSlotsAndBlindPocketsAreNotSimpleHoles) {
   MemoryHost h;
   // A boss on a block: its cylinder's normal points away from the axis.
   const Tag boss = h.AddBody(Shape::Box(100, 100, 20).Fuse(Shape::Cylinder(10, 15, {50, 50, 20})));
@@ -51,7 +51,7 @@ TEST(Holes, BossesSlotsAndBlindPocketsAreNotSimpleHoles) {
   EXPECT_EQ(groups[0].count, 1);
 }
 
-TEST(Holes, OppositeAndTiltedDirectionsAgainstTheMatrix) {
+TEST(BlankHoles, OppositeAndTiltedDirectionsAgainstTheMatrix) {
   const Matrix3x3 m;  // identity
   std::vector<SimpleHoleInfo> holes = {
       {{0, 0, -1}, 3}, {{0.7071, 0.7071, 0}, 5}, {{1, 0.004, 0}, 2}, {{0, 1, 0}, 1}};
@@ -68,7 +68,7 @@ TEST(Holes, OppositeAndTiltedDirectionsAgainstTheMatrix) {
   EXPECT_EQ(normal[2].count, 3);
 }
 
-TEST(Holes, CandidateXDirections) {
+TEST(BlankHoles, CandidateXDirections) {
   const Matrix3x3 m{0, 1, 0, 0, 0, 1, 1, 0, 0};  // X = world Y, Y = world Z, Z = world X
   auto xs = HoleAnalysis::GetMtxXYDirection(m, {0, -1, 0});  // along the matrix's X
   ASSERT_EQ(xs.size(), 4u);
@@ -88,7 +88,7 @@ TEST(Holes, CandidateXDirections) {
   EXPECT_TRUE(HoleAnalysis::GetMtxXYDirection(m, {0, 0, 0}).empty());
 }
 
-TEST(Holes, NearestDirectionAndOrientation) {
+TEST(BlankHoles, NearestDirectionAndOrientation) {
   EXPECT_NEAR(HoleAnalysis::AngleDegrees({1, 0, 0}, {0, 1, 0}), 90.0, 1e-9);
   EXPECT_NEAR(HoleAnalysis::AngleDegrees({1, 0, 0}, {-1, 0, 0}), 180.0, 1e-9);
   EXPECT_NEAR(HoleAnalysis::AngleDegrees({1, 1, 0}, {1, 0, 0}), 45.0, 1e-9);

@@ -11,7 +11,7 @@ using namespace blank_test;
 using blank::MaterialParam;
 using blank::MaterialParamCalculator;
 
-struct Params : ::testing::Test {
+struct BlankParams : ::testing::Test {
   MemoryHost h;
   config::MaterialBomSettings settings = DieShopSettings();
   std::vector<std::string> trace;
@@ -33,7 +33,7 @@ struct Params : ::testing::Test {
   }
 };
 
-TEST_F(Params, FullPathComputesWritesAndRestoresTheWorkSystem) {
+TEST_F(BlankParams, FullPathComputesWritesAndRestoresTheWorkSystem) {
   h.SetClock({2026, 11, 21, 9, 8, 7, 654});
   const Tag body = h.AddBody(Shape::Box(100, 50, 20).Rotated({}, {0, 0, 1}, Deg(30)), 10, 11);
   const Tag wcs = h.csys().AskWcs();
@@ -76,7 +76,7 @@ TEST_F(Params, FullPathComputesWritesAndRestoresTheWorkSystem) {
   EXPECT_EQ(quiet.GetBodyMaterialParam(h.AddBody(Shape::Box(1, 2, 3))).spec, "1.0x2.0x3.0");
 }
 
-TEST_F(Params, ShortPathKeepsStoredValuesOnAChangedBody) {
+TEST_F(BlankParams, ShortPathKeepsStoredValuesOnAChangedBody) {
   const Tag body = h.AddBody(Shape::Box(100, 50, 20), 10, 87);
   Mark(body);
   h.attributes().SetString(body, "材料规格", "100.0x50.0x20.0");
@@ -102,7 +102,7 @@ TEST_F(Params, ShortPathKeepsStoredValuesOnAChangedBody) {
   EXPECT_FALSE(Traced("获取当前坐标系"));
 }
 
-TEST_F(Params, ColourTableOverridesAStoredMaterial) {
+TEST_F(BlankParams, ColourTableOverridesAStoredMaterial) {
   const Tag body = h.AddBody(Shape::Box(10, 10, 10), 10, 36);
   Mark(body);
   h.attributes().SetString(body, "材料热处理", "氮化");
@@ -113,7 +113,7 @@ TEST_F(Params, ColourTableOverridesAStoredMaterial) {
   EXPECT_EQ(Attr(h, body, "材料热处理"), "HRC60-62");
 }
 
-TEST_F(Params, ColourBeyondTheMaterialListStopsWithTheSubscriptError) {
+TEST_F(BlankParams, ColourBeyondTheMaterialListStopsWithTheSubscriptError) {
   settings.material.material_names.pop_back();  // colour 36 now has no material
   const Tag body = h.AddBody(Shape::Box(10, 10, 10), 10, 36);
   auto calc = Calc();
@@ -131,7 +131,7 @@ TEST_F(Params, ColourBeyondTheMaterialListStopsWithTheSubscriptError) {
   EXPECT_FALSE(calc->IsConfiguredColor(99));
 }
 
-TEST_F(Params, NewBodiesGetTheStateAndADate) {
+TEST_F(BlankParams, NewBodiesGetTheStateAndADate) {
   h.SetClock({2026, 1, 2, 3, 4, 5, 6});
   const Tag fresh = h.AddBody(Shape::Box(10, 10, 10), 10, 186);
   MaterialParam p = Calc()->GetBodyMaterialParam(fresh);
@@ -152,7 +152,7 @@ TEST_F(Params, NewBodiesGetTheStateAndADate) {
   EXPECT_EQ(Attr(h, plain, "修改日期"), "<none>");
 }
 
-TEST_F(Params, WeightLimitOrderingAndRemarks) {
+TEST_F(BlankParams, WeightLimitOrderingAndRemarks) {
   // 100 x 50 x 20 at 8 g/cm3 is 0.8 kg: exactly the limit.
   const Tag at_limit = h.AddBody(Shape::Box(100, 50, 20), 20, 11);
   MaterialParam p = Calc()->GetBodyMaterialParam(at_limit);
@@ -185,7 +185,7 @@ TEST_F(Params, WeightLimitOrderingAndRemarks) {
   EXPECT_EQ(p.code, "-");
 }
 
-TEST_F(Params, ExtentsFollowTheCalculationMode) {
+TEST_F(BlankParams, ExtentsFollowTheCalculationMode) {
   const Tag body = h.AddBody(Shape::Box(10.004, 20.3, 10.506), 10, 11);
   EXPECT_EQ(Calc(0)->GetBodyMaterialParam(body).spec, "10.0x20.5x11.0");
   h.attributes().Delete(body, host::kStringAttribute, "实体标识");
@@ -194,7 +194,7 @@ TEST_F(Params, ExtentsFollowTheCalculationMode) {
   EXPECT_NEAR(exact.length, 10.004, 1e-7);
 }
 
-TEST_F(Params, ExistingNamedSystemIsUsedWithoutASearch) {
+TEST_F(BlankParams, ExistingNamedSystemIsUsedWithoutASearch) {
   const Tag body = h.AddBody(Shape::Box(100, 50, 20), 10, 11);
   h.attributes().SetString(body, "实体标识", "05060708091234");
   // A system given by hand: turned 90 degrees about Z, so X runs along the
@@ -211,7 +211,7 @@ TEST_F(Params, ExistingNamedSystemIsUsedWithoutASearch) {
   EXPECT_EQ(CsysNamed(h, "05060708091234"), std::vector<Tag>{csys});
 }
 
-TEST_F(Params, RecomputationReplacesTheNamedSystem) {
+TEST_F(BlankParams, RecomputationReplacesTheNamedSystem) {
   const Tag body = h.AddBody(Shape::Box(100, 50, 20).Rotated({}, {0, 0, 1}, Deg(15)), 10, 11);
   auto calc = Calc();
   calc->GetBodyMaterialParam(body);
@@ -223,7 +223,7 @@ TEST_F(Params, RecomputationReplacesTheNamedSystem) {
   EXPECT_EQ(Attr(h, body, "实体标识"), id);
 }
 
-TEST_F(Params, MachiningTableGivesNetWeightAndProcess) {
+TEST_F(BlankParams, MachiningTableGivesNetWeightAndProcess) {
   // 100 x 50 x 10 = 50000 mm3 at 8 g/cm3: 0.4 kg. The limit is written as
   // the measured net weight to the last digit, so that the two are equal.
   const Tag equal = h.AddBody(Shape::Box(100, 50, 10), 10, 11);
@@ -269,7 +269,24 @@ TEST_F(Params, MachiningTableGivesNetWeightAndProcess) {
   EXPECT_EQ(p.process, "");
 }
 
-TEST_F(Params, RecordLookupAndBatches) {
+TEST_F(BlankParams, SheetsAndDeletedBodies) {
+  // A sheet has no volume: world axes, a flat spec, no failure.
+  const Tag sheet = h.AddBody(Shape::Sheet(30, 20, {1, 2, 3}), 10, 11);
+  const MaterialParam p = Calc()->GetBodyMaterialParam(sheet);
+  EXPECT_EQ(p.spec, "30.0x20.0x0.0");
+  EXPECT_EQ(p.weight, "0.0");
+  // A body that is gone: the host's error comes through, and the work
+  // system is as it was.
+  const Tag gone = h.AddBody(Shape::Box(10, 10, 10), 10, 11);
+  h.objects().Delete(gone);
+  const Tag wcs = h.csys().AskWcs();
+  auto calc = Calc();
+  EXPECT_THROW(calc->GetBodyMaterialParam(gone), host::HostError);
+  EXPECT_THROW(calc->CalcBodyMinOrient(gone), host::HostError);
+  EXPECT_EQ(h.csys().AskWcs(), wcs);
+}
+
+TEST_F(BlankParams, RecordLookupAndBatches) {
   const Tag a = h.AddBody(Shape::Box(10, 10, 10), 10, 11);
   const Tag b = h.AddBody(Shape::Box(20, 10, 10), 10, 11);
   auto calc = Calc();

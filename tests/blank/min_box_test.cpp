@@ -95,7 +95,7 @@ double BruteForceRectangle(const std::vector<Point2d>& pts) {
   return best;
 }
 
-TEST(MinBox, PlanarHullAndCalipersAgreeWithBruteForce) {
+TEST(BlankMinBox, PlanarHullAndCalipersAgreeWithBruteForce) {
   std::mt19937 rng(7);
   std::uniform_real_distribution<double> u(-50.0, 50.0);
   for (int round = 0; round < 200; ++round) {
@@ -139,7 +139,7 @@ TEST(MinBox, PlanarHullAndCalipersAgreeWithBruteForce) {
   EXPECT_EQ(blank::ConvexHull2d(square).size(), 4u);
 }
 
-TEST(MinBox, HullOfABoxWithPointsOnItsFacesHasOnlyTheCorners) {
+TEST(BlankMinBox, HullOfABoxWithPointsOnItsFacesHasOnlyTheCorners) {
   std::vector<Point3d> pts;
   for (int i = 0; i <= 10; ++i)
     for (int j = 0; j <= 10; ++j) {
@@ -170,7 +170,7 @@ TEST(MinBox, HullOfABoxWithPointsOnItsFacesHasOnlyTheCorners) {
   EXPECT_EQ(corners, 8);
 }
 
-TEST(MinBox, HullOfARandomCloudContainsEveryPointAndFacesOutward) {
+TEST(BlankMinBox, HullOfARandomCloudContainsEveryPointAndFacesOutward) {
   std::mt19937 rng(11);
   std::normal_distribution<double> n(0.0, 10.0);
   std::vector<Point3d> pts(2000);
@@ -193,7 +193,7 @@ TEST(MinBox, HullOfARandomCloudContainsEveryPointAndFacesOutward) {
   }
 }
 
-TEST(MinBox, DegenerateSetsGiveFlatBoxesWithoutFailing) {
+TEST(BlankMinBox, DegenerateSetsGiveFlatBoxesWithoutFailing) {
   EXPECT_EQ(blank::ConvexHull({}).dimension, 0);
   const OrientedBox none = blank::MinimumVolumeBox({}, {});
   EXPECT_DOUBLE_EQ(none.Volume(), 0.0);
@@ -220,7 +220,7 @@ TEST(MinBox, DegenerateSetsGiveFlatBoxesWithoutFailing) {
 
 // Prisms and blocks have their optimum with an axis along a face normal: the
 // box must be exact (1e-9) at every rotation, with the same extents.
-TEST(MinBox, PrismaticSetsGiveTheExactOptimumAtEveryRotation) {
+TEST(BlankMinBox, PrismaticSetsGiveTheExactOptimumAtEveryRotation) {
   struct Case {
     const char* name;
     std::vector<Point3d> pts;
@@ -262,7 +262,7 @@ TEST(MinBox, PrismaticSetsGiveTheExactOptimumAtEveryRotation) {
   }
 }
 
-TEST(MinBox, RegularTetrahedronGetsTheCube) {
+TEST(BlankMinBox, RegularTetrahedronGetsTheCube) {
   // Corners of a cube of side 2: the optimum is that cube (volume 8); every
   // face-flush box is twice as large.
   const std::vector<Point3d> tet{{1, 1, 1}, {1, -1, -1}, {-1, 1, -1}, {-1, -1, 1}};
@@ -289,7 +289,7 @@ double DenseSearch(const std::vector<Point3d>& pts, int n) {
   return best;
 }
 
-TEST(MinBox, GuardSearchBeatsADenseSearchOnRandomPolytopes) {
+TEST(BlankMinBox, GuardSearchBeatsADenseSearchOnRandomPolytopes) {
   std::mt19937 rng(2024);
   std::normal_distribution<double> n(0.0, 1.0);
   double worst = 0.0;
@@ -312,7 +312,7 @@ TEST(MinBox, GuardSearchBeatsADenseSearchOnRandomPolytopes) {
   EXPECT_LE(worst, 1.01);
 }
 
-TEST(MinBox, CandidateDirectionsAreHonoured) {
+TEST(BlankMinBox, CandidateDirectionsAreHonoured) {
   // A point set whose hull facets do not show the best axis, given by the
   // caller (as a cylinder axis would be): zero and repeated directions are
   // ignored.

@@ -14,7 +14,7 @@ namespace {
 using namespace blank_test;
 using blank::MaterialParamCalculator;
 
-struct Orienting : ::testing::Test {
+struct BlankOrienting : ::testing::Test {
   MemoryHost h;
   config::MaterialBomSettings settings = DieShopSettings();
   MaterialParamCalculator calc{h, blank::BomOptions{}, settings};
@@ -32,7 +32,7 @@ struct Orienting : ::testing::Test {
   }
 };
 
-TEST_F(Orienting, TurnedCuboidLiesAlongItsLongEdgeNearestWorldX) {
+TEST_F(BlankOrienting, TurnedCuboidLiesAlongItsLongEdgeNearestWorldX) {
   // 100 x 50 x 20 turned 30 degrees about Z: the long edge runs at 30 degrees
   // (nearest +X), the short one at 120 degrees.
   const double a = Deg(30);
@@ -47,7 +47,7 @@ TEST_F(Orienting, TurnedCuboidLiesAlongItsLongEdgeNearestWorldX) {
   ExpectVec(OrientationOf(other).XAxis(), Rot({1, 0, 0}, a), 1e-9);
 }
 
-TEST_F(Orienting, AxisAlignedCuboidKeepsTheWorldAxes) {
+TEST_F(BlankOrienting, AxisAlignedCuboidKeepsTheWorldAxes) {
   const Tag body = h.AddBody(Shape::Box(30, 200, 80, {5, 5, 5}));
   const Matrix3x3 m = OrientationOf(body);
   ExpectVec(m.XAxis(), {1, 0, 0}, 0);
@@ -55,7 +55,7 @@ TEST_F(Orienting, AxisAlignedCuboidKeepsTheWorldAxes) {
   ExpectVec(m.ZAxis(), {0, 0, 1}, 0);
 }
 
-TEST_F(Orienting, StandingCuboidIsLaidWithZUp) {
+TEST_F(BlankOrienting, StandingCuboidIsLaidWithZUp) {
   // A block tilted about X by 30 degrees: its box is smaller in its own axes;
   // Z becomes the axis nearest world +Z.
   const Tag body = h.AddBody(Shape::Box(100, 50, 20).Rotated({}, {1, 0, 0}, Deg(30)));
@@ -64,7 +64,7 @@ TEST_F(Orienting, StandingCuboidIsLaidWithZUp) {
   ExpectVec(m.XAxis(), {1, 0, 0}, 1e-9);
 }
 
-TEST_F(Orienting, PlateWithHolesTakesZAlongTheMostHoles) {
+TEST_F(BlankOrienting, PlateWithHolesTakesZAlongTheMostHoles) {
   // The plate stands on its long side: its four holes run along world Y, two
   // more along world X. Z follows the four; Y is perpendicular to world Z, a
   // tie that the reverse direction wins.
@@ -83,7 +83,7 @@ TEST_F(Orienting, PlateWithHolesTakesZAlongTheMostHoles) {
   ExpectVec(t.XAxis(), Rot({1, 0, 0}, Deg(20)), 1e-9);
 }
 
-TEST_F(Orienting, CalcBodyMinOrientLeavesOneHiddenNamedSystem) {
+TEST_F(BlankOrienting, CalcBodyMinOrientLeavesOneHiddenNamedSystem) {
   const double a = Deg(30);
   const Tag body =
       h.AddBody(Shape::Box(100, 50, 20).Rotated({}, {0, 0, 1}, a).Translated({10, 20, 30}));
@@ -132,7 +132,7 @@ TEST_F(Orienting, CalcBodyMinOrientLeavesOneHiddenNamedSystem) {
   EXPECT_EQ(calc.orientation().GetLayerCsys(256), named);
 }
 
-TEST_F(Orienting, CalcBodyMinOrientNamesABodyWithoutIdentity) {
+TEST_F(BlankOrienting, CalcBodyMinOrientNamesABodyWithoutIdentity) {
   h.SetClock({2026, 3, 4, 5, 6, 7, 89});
   const Tag body = h.AddBody(Shape::Box(10, 20, 30));
   const Tag twin = h.AddBody(Shape::Box(10, 20, 30, {50, 0, 0}));
@@ -148,7 +148,7 @@ TEST_F(Orienting, CalcBodyMinOrientNamesABodyWithoutIdentity) {
 
 // The minimum-volume search through the host: exact for die shapes at any
 // rotation, and independent of the rotation.
-TEST_F(Orienting, MinimumVolumeOrientationOfRealBodies) {
+TEST_F(BlankOrienting, MinimumVolumeOrientationOfRealBodies) {
   struct Case {
     const char* name;
     Shape shape;
@@ -190,7 +190,7 @@ TEST_F(Orienting, MinimumVolumeOrientationOfRealBodies) {
   }
 }
 
-TEST_F(Orienting, LayerCsysListsOnlyCoordinateSystems) {
+TEST_F(BlankOrienting, LayerCsysListsOnlyCoordinateSystems) {
   const Tag body = h.AddBody(Shape::Box(10, 10, 10), 256);
   Matrix3x3 m;
   const Tag csys = calc.geometry().CreateCsys(m);
