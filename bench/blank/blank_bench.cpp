@@ -358,6 +358,12 @@ BENCHMARK_CAPTURE(Orientation, round_punch, {RoundPunch}, kRotations)
 BENCHMARK_CAPTURE(Orientation, headed_punch, {HeadedPunch}, kRotations)
     ->Iterations(1)
     ->Unit(benchmark::kSecond);
+// All die families together: the medians over every die body.
+BENCHMARK_CAPTURE(Orientation, all_die_bodies,
+                  {PlateWithHoles, BlockWithPockets, LPrism, HexagonPrism, RoundPunch, HeadedPunch},
+                  kRotations)
+    ->Iterations(1)
+    ->Unit(benchmark::kSecond);
 BENCHMARK_CAPTURE(Orientation, tetrahedron, {Tetrahedron}, kRotations)
     ->Iterations(1)
     ->Unit(benchmark::kSecond);
