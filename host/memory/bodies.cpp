@@ -141,8 +141,9 @@ host::FaceData BodiesImpl::AskFaceData(host::Tag face) {
   const TopoDS_Face fs = TopoDS::Face(m_.SubShape(m_.Get(face, ObjectKind::Face)));
   BRepAdaptor_Surface s(fs, true);
   host::FaceData d;
+  // The host's face box is close to the smallest, not the smallest.
   Bnd_Box box;
-  BRepBndLib::AddOptimal(fs, box, false, false);
+  BRepBndLib::Add(fs, box, false);
   if (!box.IsVoid()) {
     double x0, y0, z0, x1, y1, z1;
     box.Get(x0, y0, z0, x1, y1, z1);
@@ -271,7 +272,9 @@ host::ExactBox BodiesImpl::AskBoundingBoxExact(host::Tag body, host::Tag csys) {
 }
 
 double BodiesImpl::Volume(host::Tag body) {
-  return ShapeVolume(m_.Get(body, ObjectKind::Body).shape);
+  Object& o = m_.Get(body, ObjectKind::Body);
+  if (o.volume < 0.0) o.volume = ShapeVolume(o.shape);
+  return o.volume;
 }
 
 host::MassProperties BodiesImpl::AskMassProperties(host::Tag body) {
@@ -343,6 +346,7 @@ int BodiesImpl::JoinFaces(host::Tag body) {
   unify.Build();
   m_.DropSubTags(o);
   m_.Get(body).shape = unify.Shape();
+  m_.Get(body).volume = -1.0;
   return 0;
 }
 

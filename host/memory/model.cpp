@@ -24,7 +24,13 @@ host::Tag Model::NewObject(ObjectKind kind) {
   o.tag = tag;
   o.kind = kind;
   o.layer = work_layer;
+  if (kind == ObjectKind::Csys) csys_tags.insert(tag);
   return tag;
+}
+
+void Model::Erase(host::Tag tag) {
+  objects.erase(tag);
+  csys_tags.erase(tag);
 }
 
 Object& Model::Get(host::Tag tag) {

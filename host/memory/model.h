@@ -6,6 +6,7 @@
 
 #include <array>
 #include <map>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -38,6 +39,9 @@ struct Object {
   // Face, edge: the owning body and the index in its map.
   host::Tag owner = host::kNullTag;
   int index = 0;
+  // Body: its volume once measured (shapes are values: it holds until the
+  // shape is replaced); negative when not measured yet.
+  double volume = -1.0;
   // Coordinate system and matrix.
   host::Point3d origin;
   host::Matrix3x3 matrix;
@@ -48,6 +52,7 @@ struct Object {
 
 struct Model {
   std::map<host::Tag, Object> objects;  // by tag: creation order
+  std::set<host::Tag> csys_tags;        // the coordinate systems among them
   host::Tag next_tag = 1;
   host::Tag part = host::kNullTag;
   host::Tag absolute_csys = host::kNullTag;
@@ -61,6 +66,7 @@ struct Model {
   Object& Get(host::Tag tag);                   // HostError when missing
   Object& Get(host::Tag tag, ObjectKind kind);  // HostError when missing or of another kind
   const Object* Find(host::Tag tag) const;
+  void Erase(host::Tag tag);
   // Forget the face and edge tags of a body (after its shape changed).
   void DropSubTags(Object& body);
   // The face or edge shape of a face/edge object.

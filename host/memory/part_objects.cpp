@@ -177,8 +177,8 @@ host::Point3d CsysImpl::MapPoint(const host::Point3d& point, int from, int to) {
 std::vector<host::Tag> CsysImpl::PartCsys(host::Tag part) {
   m_.Get(part, ObjectKind::Part);
   std::vector<host::Tag> out;
-  for (const auto& [tag, o] : m_.objects)
-    if (o.kind == ObjectKind::Csys && !o.temporary) out.push_back(tag);
+  for (host::Tag tag : m_.csys_tags)
+    if (!m_.Get(tag).temporary) out.push_back(tag);
   return out;
 }
 
@@ -252,10 +252,10 @@ int ObjectsImpl::Delete(host::Tag object) {
   if (o->kind == ObjectKind::Feature && o->feature_body != host::kNullTag) {
     if (Object* body = m_.Find(o->feature_body) ? &m_.Get(o->feature_body) : nullptr)
       m_.DropSubTags(*body);
-    m_.objects.erase(o->feature_body);
+    m_.Erase(o->feature_body);
   }
   if (object == m_.wcs) m_.wcs = m_.absolute_csys;
-  m_.objects.erase(object);
+  m_.Erase(object);
   return 0;
 }
 

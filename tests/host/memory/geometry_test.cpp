@@ -111,7 +111,7 @@ TEST(MemoryGeometry, PlanarFacesEdgesAndMeasurement) {
     EXPECT_EQ(h.bodies().FaceBody(f), box);
     if (d.direction.Z > 0.999) {
       ++up;
-      EXPECT_NEAR(d.box[2], 30, 1e-9);
+      EXPECT_NEAR(d.box[2], 30, 1e-6);  // the face box may carry the tolerance
     }
   }
   EXPECT_EQ(up, 1) << "plane normals point out of the material";

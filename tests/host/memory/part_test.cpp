@@ -138,6 +138,7 @@ TEST(MemoryPart, UndoRestoresThePartAsItWas) {
   EXPECT_EQ(h.layers().WorkLayer(), 1);
   EXPECT_FALSE(h.objects().Exists(added));
   EXPECT_FALSE(h.objects().Exists(csys));
+  EXPECT_TRUE(h.csys().PartCsys(h.session().WorkPart()).empty());
   EXPECT_NE(h.AddBody(Shape::Box(1, 1, 1)), added) << "tags are never reused";
   EXPECT_THROW(h.undo().UndoToMark(mark + 100), host::HostError);
 }
