@@ -6,11 +6,18 @@
 
 #include "host/memory/dialog_engine.h"
 #include "host/memory/memory_host.h"
+#include "host/text.h"
 
 namespace memory {
 
 ScriptError::ScriptError(std::string message) : message_(std::move(message)) {
-  std::cerr << "dialog script error: " << message_ << std::endl;
+  // The console is UTF-8; the message is the host's GBK text.
+  std::string shown = message_;
+  try {
+    shown = text::GbkToUtf8(message_);
+  } catch (const text::EncodingError&) {
+  }
+  std::cerr << "script error: " << shown << std::endl;
 }
 
 // --- Property lists ------------------------------------------------------------
