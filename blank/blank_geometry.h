@@ -26,9 +26,9 @@ double BlankExtent(double raw, int mode);
 std::string FormatSpec(double x, double y, double z);
 std::string FormatRoundSpec(double diameter, double height);
 
-// The allowance "a1_a2_a3_a4_a5" applied to the spec "s1xs2xs3":
+// The allowance "a1_a2_a3_a4_a5" applied to the size "s1xs2xs3":
 // "%.1fx%.1fx%.1f" of (s1 + a3 + a4, s2 + a1 + a2, s3 + a5). An allowance that
-// does not have exactly five parts counts as all zero. Nothing when the spec
+// does not have exactly five parts counts as all zero. Nothing when the size
 // does not have exactly three parts.
 std::optional<std::string> ApplyAllowance(const std::string& spec, const std::string& allowance);
 
@@ -69,13 +69,13 @@ class BlankGeometry {
   // The blank extents along the work coordinate system's X, Y and Z, with the
   // calculation mode's rule.
   std::array<double, 3> BlankExtents(host::Tag body);
-  // The spec of the extents: the round part's form when the body carries
+  // The size string of the extents: the round part's form when the body carries
   // "圆件" = "Y" (X extent and Z extent), else "%.1fx%.1fx%.1f".
   std::string SpecOf(host::Tag body, const std::array<double, 3>& extents);
 
   // Applies the body's "材料余量" to its "材料规格" and writes the result
   // back. Nothing (and nothing written) when either attribute is missing or
-  // the spec is not of three parts; otherwise the new spec.
+  // the size is not of three parts; otherwise the new size string.
   std::optional<std::string> ResetBodyOffset(host::Tag body);
 
   // Temporary systems and matrices made while a scope is open are deleted

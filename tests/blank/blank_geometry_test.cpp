@@ -31,7 +31,7 @@ TEST(BlankSpec, FormatsAndAllowances) {
   EXPECT_EQ(blank::ApplyAllowance("100.0x50.0x20.0", "1_1_2_2_3"), "104.0x52.0x23.0");
   EXPECT_EQ(blank::ApplyAllowance("100.0x50.0x20.0", "1.000_1.000_2.500_2.500_3.000"),
             "105.0x52.0x23.0");
-  // An allowance of another shape counts as zero; the spec is rewritten as it is.
+  // An allowance of another shape counts as zero; the size is rewritten as it is.
   EXPECT_EQ(blank::ApplyAllowance("100.0x50.0x20.0", "1_1_2_2"), "100.0x50.0x20.0");
   EXPECT_EQ(blank::ApplyAllowance("100.0x50.0x20.0", ""), "100.0x50.0x20.0");
   EXPECT_EQ(blank::ApplyAllowance("100.0x50.0x20.0", "a_b_c_d_e"), "100.0x50.0x20.0");
