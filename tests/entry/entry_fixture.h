@@ -36,22 +36,23 @@ class EntryTest : public ::testing::Test {
 
   // Writes a file at a path of the logic ("R:\config\x.txt").
   void Write(const std::string& path, const std::string& bytes) {
-    const std::filesystem::path local = host_.LocalPath(path);
-    std::filesystem::create_directories(local.parent_path());
+    std::filesystem::create_directories(std::filesystem::path(host_.LocalPath(path)).parent_path());
     ASSERT_TRUE(host_.platform().WriteFile(path, bytes));
   }
 
-  // A layout folder holding copies of the shipped layouts named.
-  std::string LayoutFolder(std::initializer_list<const char*> files) {
+  // Makes the dialogs come from a folder holding copies of the shipped
+  // layouts named; returns the folder.
+  std::filesystem::path UseLayouts(std::initializer_list<const char*> files) {
     const std::filesystem::path folder = dir_ / "ui";
     std::filesystem::create_directories(folder);
-    const char* source = std::getenv("DIEBOM_SOURCE_DIR");
+    const char* source = getenv("DIEBOM_SOURCE_DIR");
     EXPECT_NE(source, nullptr) << "run through ctest, which names the source folder";
     for (const char* file : files) {
       std::filesystem::copy_file(std::filesystem::path(source ? source : ".") / "ui" / file,
                                  folder / file);
     }
-    return folder.string();
+    dialogs().SetLayoutFolder(folder.string());
+    return folder;
   }
 
   std::filesystem::path dir_;
