@@ -5,8 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <filesystem>
-#include <fstream>
 #include <numbers>
 #include <string>
 #include <vector>
@@ -44,32 +42,6 @@ inline config::MaterialBomSettings DieShopSettings() {
   s.common.changed_body_color = 186;
   return s;
 }
-
-// A scratch folder mapped as drive D of the memory host.
-class ScratchDrive {
- public:
-  explicit ScratchDrive(MemoryHost& host) {
-    root_ = std::filesystem::temp_directory_path() /
-            ("blank_test_" + std::to_string(::getpid()) + "_" + std::to_string(counter()++));
-    std::filesystem::create_directories(root_);
-    host.MapDrive('D', root_.string());
-  }
-  ~ScratchDrive() {
-    std::error_code ec;
-    std::filesystem::remove_all(root_, ec);
-  }
-  // Writes GBK bytes to D:\<name>.
-  void Write(const std::string& name, const std::string& gbk_bytes) {
-    std::ofstream(root_ / name, std::ios::binary) << gbk_bytes;
-  }
-
- private:
-  static int& counter() {
-    static int n = 0;
-    return n;
-  }
-  std::filesystem::path root_;
-};
 
 inline Vector3d Rot(const Vector3d& v, double a) {  // about world Z
   return {v.X * std::cos(a) - v.Y * std::sin(a), v.X * std::sin(a) + v.Y * std::cos(a), v.Z};

@@ -32,7 +32,7 @@ struct BlankOrienting : ::testing::Test {
   }
 };
 
-TEST_F(BlankOrienting, TurnedCuboidLiesAlongItsLongEdgeNearestWorldX) {
+TEST_F(BlankOrienting, CuboidsLieAlongTheirLongEdgeNearestWorldXWithZUp) {
   // 100 x 50 x 20 turned 30 degrees about Z: the long edge runs at 30 degrees
   // (nearest +X), the short one at 120 degrees.
   const double a = Deg(30);
@@ -41,27 +41,19 @@ TEST_F(BlankOrienting, TurnedCuboidLiesAlongItsLongEdgeNearestWorldX) {
   const Matrix3x3 m = OrientationOf(body);
   ExpectVec(m.XAxis(), Rot({1, 0, 0}, a), 1e-9);
   ExpectVec(m.ZAxis(), {0, 0, 1}, 1e-9);
-  // The same seen from the other side: turned -60 degrees, the long edge at
-  // -60 and the short one at 30, so X follows the short edge now.
+  // Turned -60 degrees: the long edge at -60 and the short one at 30, so X
+  // follows the short edge now.
   const Tag other = h.AddBody(Shape::Box(100, 50, 20).Rotated({}, {0, 0, 1}, Deg(-60)));
   ExpectVec(OrientationOf(other).XAxis(), Rot({1, 0, 0}, a), 1e-9);
-}
-
-TEST_F(BlankOrienting, AxisAlignedCuboidKeepsTheWorldAxes) {
-  const Tag body = h.AddBody(Shape::Box(30, 200, 80, {5, 5, 5}));
-  const Matrix3x3 m = OrientationOf(body);
-  ExpectVec(m.XAxis(), {1, 0, 0}, 0);
-  ExpectVec(m.YAxis(), {0, 1, 0}, 0);
-  ExpectVec(m.ZAxis(), {0, 0, 1}, 0);
-}
-
-TEST_F(BlankOrienting, StandingCuboidIsLaidWithZUp) {
-  // A block tilted about X by 30 degrees: its box is smaller in its own axes;
-  // Z becomes the axis nearest world +Z.
-  const Tag body = h.AddBody(Shape::Box(100, 50, 20).Rotated({}, {1, 0, 0}, Deg(30)));
-  const Matrix3x3 m = OrientationOf(body);
-  ExpectVec(m.ZAxis(), {0, -std::sin(Deg(30)), std::cos(Deg(30))}, 1e-9);
-  ExpectVec(m.XAxis(), {1, 0, 0}, 1e-9);
+  // Tilted about X: Z becomes the axis nearest world +Z.
+  const Matrix3x3 t = OrientationOf(h.AddBody(Shape::Box(100, 50, 20).Rotated({}, {1, 0, 0}, a)));
+  ExpectVec(t.ZAxis(), {0, -std::sin(a), std::cos(a)}, 1e-9);
+  ExpectVec(t.XAxis(), {1, 0, 0}, 1e-9);
+  // Along the world axes: exactly the identity.
+  const Matrix3x3 i = OrientationOf(h.AddBody(Shape::Box(30, 200, 80, {5, 5, 5})));
+  ExpectVec(i.XAxis(), {1, 0, 0}, 0);
+  ExpectVec(i.YAxis(), {0, 1, 0}, 0);
+  ExpectVec(i.ZAxis(), {0, 0, 1}, 0);
 }
 
 TEST_F(BlankOrienting, PlateWithHolesTakesZAlongTheMostHoles) {
@@ -114,10 +106,7 @@ TEST_F(BlankOrienting, CalcBodyMinOrientLeavesOneHiddenNamedSystem) {
   ExpectVec({v[0], v[1], v[2]}, Rot({1, 0, 0}, a), 1e-12);
   ExpectVec({v[3], v[4], v[5]}, Rot({0, 1, 0}, a), 1e-12);
   EXPECT_NE(Attr(h, body, "材料方位").find(".866025403784439"), std::string::npos);
-  EXPECT_EQ(Attr(h, body, "材料规格"), "100.0x50.0x20.0");
   EXPECT_EQ(records[1].weight, "0.8");  // 100 x 50 x 20 x 8 / 1e6
-  EXPECT_DOUBLE_EQ(records[1].length, 100.0);
-  EXPECT_EQ(records[0].spec, "");
   EXPECT_EQ(refreshed, 1);
   EXPECT_EQ(h.csys().AskWcs(), wcs_before);
 
@@ -129,7 +118,10 @@ TEST_F(BlankOrienting, CalcBodyMinOrientLeavesOneHiddenNamedSystem) {
   ASSERT_EQ(named.size(), 1u);
   EXPECT_GT(named[0], probe);
   EXPECT_EQ(LiveObjectsSince(h, probe), 2);  // the new system and its matrix
+  // The layer's systems are listed, not a body on that layer.
+  h.AddBody(Shape::Box(10, 10, 10), 256);
   EXPECT_EQ(calc.orientation().GetLayerCsys(256), named);
+  EXPECT_TRUE(calc.orientation().GetLayerCsys(1).empty());
 }
 
 TEST_F(BlankOrienting, CalcBodyMinOrientNamesABodyWithoutIdentity) {
@@ -141,37 +133,28 @@ TEST_F(BlankOrienting, CalcBodyMinOrientNamesABodyWithoutIdentity) {
   // Same clock, two bodies: the second takes the next millisecond.
   EXPECT_EQ(Attr(h, body, "实体标识"), "03040506070089");
   EXPECT_EQ(Attr(h, twin, "实体标识"), "03040506070090");
-  EXPECT_EQ(CsysNamed(h, "03040506070089").size(), 1u);
   EXPECT_EQ(CsysNamed(h, "03040506070090").size(), 1u);
-  EXPECT_EQ(Attr(h, body, "材料规格"), "10.0x20.0x30.0");
 }
 
-// The minimum-volume search through the host: exact for die shapes at any
-// rotation, and independent of the rotation.
+// The minimum-volume search through the host, on what the kernel gives: a
+// pocket's inner corners, curved faces. Exact at any rotation, and
+// independent of it.
 TEST_F(BlankOrienting, MinimumVolumeOrientationOfRealBodies) {
   struct Case {
     const char* name;
     Shape shape;
     double optimum;
   };
-  std::vector<Point3d> hex;
-  for (int k = 0; k < 6; ++k)
-    hex.push_back({20 * std::cos(k * kPi / 3), 20 * std::sin(k * kPi / 3), 0});
-  Shape pocketed = Shape::Box(120, 80, 40).Cut(Shape::Box(60, 40, 20, {30, 20, 25}));
   const std::vector<Case> cases = {
-      {"L",
-       Shape::Prism({{0, 0, 0}, {100, 0, 0}, {100, 20, 0}, {20, 20, 0}, {20, 60, 0}, {0, 60, 0}},
-                    30),
-       100 * 60 * 30},
-      {"hexagon", Shape::Prism(hex, 15), 40 * 20 * std::sqrt(3.0) * 15},
-      {"pocket", pocketed, 120 * 80 * 40},
+      {"pocket", Shape::Box(120, 80, 40).Cut(Shape::Box(60, 40, 20, {30, 20, 25})), 120 * 80 * 40},
       {"punch", Shape::Cylinder(15, 80), 30 * 30 * 80},
+      {"cone", Shape::Cone(20, 10, 60), 40 * 40 * 60},
   };
   std::mt19937 rng(3);
   std::uniform_real_distribution<double> u(-1, 1);
   for (const Case& c : cases) {
     std::array<double, 3> first{};
-    for (int i = 0; i < 6; ++i) {
+    for (int i = 0; i < 5; ++i) {
       Shape s = c.shape;
       if (i > 0) s = s.Rotated({1, 2, 3}, {u(rng), u(rng), u(rng)}, kPi * u(rng));
       if (i == 1) s = c.shape.Rotated({}, {0, 0, 1}, kPi / 2);
@@ -179,27 +162,13 @@ TEST_F(BlankOrienting, MinimumVolumeOrientationOfRealBodies) {
       Matrix3x3 m;
       ASSERT_TRUE(blank::BodyInfo(h, body).GetBodyMinVolumeOrient(m, 0.05));
       const Tag csys = h.csys().CreateTempCsys({}, h.csys().CreateMatrix(m));
-      const host::ExactBox box = h.bodies().AskBoundingBoxExact(body, csys);
-      const double v = box.distances[0] * box.distances[1] * box.distances[2];
-      EXPECT_NEAR(v / c.optimum, 1.0, 1e-7) << c.name << " rotation " << i;
-      std::array<double, 3> e = box.distances;
+      std::array<double, 3> e = h.bodies().AskBoundingBoxExact(body, csys).distances;
+      EXPECT_NEAR(e[0] * e[1] * e[2] / c.optimum, 1.0, 1e-7) << c.name << " rotation " << i;
       std::sort(e.begin(), e.end());
       if (i == 0) first = e;
       for (int k = 0; k < 3; ++k) EXPECT_NEAR(e[k], first[k], 1e-6) << c.name;
     }
   }
-}
-
-TEST_F(BlankOrienting, LayerCsysListsOnlyCoordinateSystems) {
-  const Tag body = h.AddBody(Shape::Box(10, 10, 10), 256);
-  Matrix3x3 m;
-  const Tag csys = calc.geometry().CreateCsys(m);
-  h.objects().SetLayer(csys, 256);
-  const std::vector<Tag> on = calc.orientation().GetLayerCsys(256);
-  ASSERT_EQ(on.size(), 1u);
-  EXPECT_EQ(on[0], csys);
-  EXPECT_NE(on[0], body);
-  EXPECT_TRUE(calc.orientation().GetLayerCsys(1).empty());
 }
 
 }  // namespace
