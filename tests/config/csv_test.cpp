@@ -28,7 +28,6 @@ TEST(ParseCsv, LineEndsOfEveryKindGiveTheSameTable) {
                             "层,名\r10,上模座\r20,下模座\r", "层,名\n10,上模座\r\n20,下模座\r"}) {
     const CsvTable t = ParseCsv(bytes, "t.csv");
     EXPECT_EQ(t.headings, (Cells{"层", "名"}));
-    EXPECT_EQ(t.Column("层"), (Cells{"10", "20"}));
     EXPECT_EQ(t.Column("名"), (Cells{"上模座", "下模座"}));
   }
 }
@@ -44,88 +43,55 @@ TEST(ParseCsv, QuotedCellsAsTheSpreadsheetWritesThem) {
   EXPECT_EQ(t.Column("说明"), (Cells{"请用\"图层优化\"", "", "尺寸12\""}));
 }
 
-TEST(ParseCsv, RowsKeepTheirPositions) {
+TEST(ParseCsv, RowsAndHeadingsKeepTheirPlaces) {
   // Short rows get empty cells, cells past the last heading are dropped, an
   // empty line in the middle is a row, empty lines at the end are not.
-  const CsvTable t = ParseCsv("a,b,c\r\n1\r\n\r\n,,\r\n4,5,6,7,8\r\n\r\n\r\n", "t.csv");
+  CsvTable t = ParseCsv("a,b,c\r\n1\r\n\r\n,,\r\n4,5,6,7,8\r\n\r\n\r\n", "t.csv");
   ASSERT_EQ(t.rows.size(), 4u);
   EXPECT_EQ(t.Column("a"), (Cells{"1", "", "", "4"}));
-  EXPECT_EQ(t.Column("b"), (Cells{"", "", "", "5"}));
   EXPECT_EQ(t.Column("c"), (Cells{"", "", "", "6"}));
   for (const auto& row : t.rows) EXPECT_EQ(row.size(), 3u);
-  // A one-column table: an empty line is an empty cell.
   EXPECT_EQ(ParseCsv("出图的路径\r\n\r\nD:\\out\r\n", "t.csv").Column("出图的路径"),
             (Cells{"", "D:\\out"}));
-}
-
-TEST(ParseCsv, HeadingsAreMatchedExactlyAndTheLeftmostWins) {
-  const CsvTable t = ParseCsv("重量(KG),,重量(KG), 备注,\r\n1,2,3,4,5\r\n", "t.csv");
+  // Headings are matched exactly, the leftmost wins, an empty one names nothing.
+  t = ParseCsv("重量(KG),,重量(KG), 备注,\r\n1,2,3,4,5\r\n", "t.csv");
   EXPECT_EQ(t.Column("重量(KG)"), (Cells{"1"}));
-  EXPECT_EQ(t.ColumnIndex("重量(KG)"), 0);
   EXPECT_TRUE(t.Column("").empty());
   EXPECT_TRUE(t.Column("备注").empty());
   EXPECT_EQ(t.Column(" 备注"), (Cells{"4"}));
   EXPECT_EQ(t.ColumnIndex("无此列"), -1);
+  // Empty files, a byte-order mark alone, a heading alone.
+  for (const char* bytes : {"", "\r\n\r\n", "\xEF\xBB\xBF", "改模颜色\r\n"})
+    EXPECT_TRUE(ParseCsv(bytes, "t.csv").rows.empty());
+  // "乗" is 81 5C: GBK second bytes are never separators.
+  EXPECT_EQ(ParseCsv("名\r\n乗\\乗\r\n", "t.csv").Column("名"), (Cells{"乗\\乗"}));
 }
 
-TEST(ParseCsv, EmptyFilesAndHeadingOnly) {
-  for (const char* bytes : {"", "\r\n\r\n", "\xEF\xBB\xBF"}) {
-    const CsvTable t = ParseCsv(bytes, "t.csv");
-    EXPECT_TRUE(t.headings.empty());
-    EXPECT_TRUE(t.rows.empty());
-  }
-  const CsvTable t = ParseCsv("改模颜色\r\n", "t.csv");
-  EXPECT_EQ(t.headings, (Cells{"改模颜色"}));
-  EXPECT_TRUE(t.Column("改模颜色").empty());
-}
-
-TEST(ParseCsv, Utf8IsConvertedToGbk) {
+TEST(ParseCsv, Utf8IsConvertedAndBadBytesAreNamedByFileAndLine) {
   const std::string utf8 = text::GbkToUtf8("总图层,总名称\r\n10,上模座\r\n");
-  for (const std::string& bytes : {"\xEF\xBB\xBF" + utf8, utf8}) {
-    const CsvTable t = ParseCsv(bytes, "t.csv");
-    EXPECT_EQ(t.Column("总图层"), (Cells{"10"}));
-    EXPECT_EQ(t.Column("总名称"), (Cells{"上模座"}));
-  }
+  for (const std::string& bytes : {"\xEF\xBB\xBF" + utf8, utf8})
+    EXPECT_EQ(ParseCsv(bytes, "t.csv").Column("总名称"), (Cells{"上模座"}));
   // A character GBK does not have (U+1F600) is named with its line.
-  const std::string error = ParseError("\xEF\xBB\xBF" + utf8 + "20,\xF0\x9F\x98\x80\r\n");
-  EXPECT_NE(error.find("R:\\config\\t.csv"), std::string::npos) << text::GbkToUtf8(error);
-  EXPECT_NE(error.find("第3行"), std::string::npos) << text::GbkToUtf8(error);
-}
-
-TEST(ParseCsv, BadBytesAreNamedByFileAndLine) {
+  std::string error = ParseError("\xEF\xBB\xBF" + utf8 + "20,\xF0\x9F\x98\x80\r\n");
+  EXPECT_EQ(error.rfind("配置文件：R:\\config\\t.csv 第3行：", 0), 0u) << text::GbkToUtf8(error);
   // Not GBK: a lone lead byte before the line end, on line 3.
-  std::string error = ParseError("层,名\r\n10,上模座\r\n20,\xB2\r\n");
+  error = ParseError("层,名\r\n10,上模座\r\n20,\xB2\r\n");
   EXPECT_EQ(error.rfind("配置文件：R:\\config\\t.csv 第3行：", 0), 0u) << text::GbkToUtf8(error);
   EXPECT_NE(error.find("GBK"), std::string::npos);
   // 0xFF never starts a GBK character; line 2 of LF lines.
-  error = ParseError("层\n\xFF\xFF\n");
-  EXPECT_NE(error.find("第2行"), std::string::npos) << text::GbkToUtf8(error);
+  EXPECT_NE(ParseError("层\n\xFF\xFF\n").find("第2行"), std::string::npos);
   // UTF-16 text is refused as a whole.
-  error =
-      ParseError(std::string("\xFF\xFE"
-                             "a\0,\0b\0",
-                             8));
-  EXPECT_NE(error.find("UTF-16"), std::string::npos) << text::GbkToUtf8(error);
+  const std::string utf16("\xFF\xFE\x61\0,\0b\0", 8);
+  EXPECT_NE(ParseError(utf16).find("UTF-16"), std::string::npos);
   // A quote left open names the line where its cell began.
   error = ParseError("层,名\r\n10,\"上模座\r\n20,下模座\r\n");
   EXPECT_EQ(error.rfind("配置文件：R:\\config\\t.csv 第2行：", 0), 0u) << text::GbkToUtf8(error);
   EXPECT_NE(error.find("引号"), std::string::npos);
-  error = ParseError("\"");
-  EXPECT_NE(error.find("第1行"), std::string::npos);
-}
-
-TEST(ParseCsv, SecondBytesOfGbkCharactersAreNeverSeparators) {
-  // "乗" is 81 5C; its second byte is "\", and GBK second bytes never reach
-  // the quote, comma or line-end bytes.
-  const CsvTable t = ParseCsv("名\r\n乗\\乗\r\n", "t.csv");
-  EXPECT_EQ(t.Column("名"), (Cells{"乗\\乗"}));
 }
 
 TEST(SplitString, PiecesBetweenSeparators) {
   EXPECT_EQ(SplitString("a,,b", ","), (Cells{"a", "", "b"}));
   EXPECT_EQ(SplitString("", ","), (Cells{""}));
-  EXPECT_EQ(SplitString(",", ","), (Cells{"", ""}));
-  EXPECT_EQ(SplitString("UB-03", "-"), (Cells{"UB", "03"}));
   EXPECT_EQ(SplitString("a->b->", "->"), (Cells{"a", "b", ""}));
   EXPECT_EQ(SplitString("abc", ""), (Cells{"abc"}));
   // A path split at "\" leaves "乗" (81 5C) whole.
@@ -137,16 +103,11 @@ TEST(SplitString, PiecesBetweenSeparators) {
 }
 
 TEST(CellConversions, AsAtoiAndAtof) {
-  EXPECT_EQ(CellToInt("186"), 186);
   EXPECT_EQ(CellToInt(" 12abc"), 12);
-  EXPECT_EQ(CellToInt("-7"), -7);
   EXPECT_EQ(CellToInt("abc"), 0);
-  EXPECT_EQ(CellToInt(""), 0);
   EXPECT_EQ(CellToInt("99999999999999"), INT_MAX);
   EXPECT_EQ(CellToInt("-99999999999999"), INT_MIN);
-  EXPECT_DOUBLE_EQ(CellToDouble("7.85"), 7.85);
   EXPECT_DOUBLE_EQ(CellToDouble(" 0.5kg"), 0.5);
-  EXPECT_DOUBLE_EQ(CellToDouble("1e3"), 1000.0);
   EXPECT_DOUBLE_EQ(CellToDouble("密度"), 0.0);
 }
 
@@ -158,16 +119,13 @@ TEST_F(ReadConfigFileTest, TableStaysAfterCloseAndGoesWithAFailedOpen) {
   ASSERT_TRUE(reader.OpenConfigFile("R:\\config\\TK\\色.csv"));
   reader.CloseConfigFile();
   EXPECT_EQ(reader.GetColumnValue("材质名称"), (Cells{"Cr12MoV", "45#"}));
-  EXPECT_EQ(reader.GetColumnValue("材质颜色标准"), (Cells{"6", "42"}));
   EXPECT_TRUE(reader.GetColumnValue("热处理信息").empty());
-
   EXPECT_FALSE(reader.OpenConfigFile("R:\\config\\TK\\没有.csv"));
   EXPECT_TRUE(reader.GetColumnValue("材质名称").empty());
-}
 
-TEST_F(ReadConfigFileTest, MalformedFileNamesItsLogicPath) {
+  // A malformed file is named by its logic path, and leaves no table.
+  ASSERT_TRUE(reader.OpenConfigFile("R:\\config\\TK\\色.csv"));
   Write("R:\\config\\坏.csv", "名称\r\n\"未闭合\r\n");
-  ReadConfigFile reader(host_.platform());
   try {
     reader.OpenConfigFile("R:\\config\\坏.csv");
     FAIL() << "no error";
@@ -175,7 +133,7 @@ TEST_F(ReadConfigFileTest, MalformedFileNamesItsLogicPath) {
     EXPECT_EQ(std::string(e.what()).rfind("配置文件：R:\\config\\坏.csv 第2行：", 0), 0u)
         << text::GbkToUtf8(e.what());
   }
-  EXPECT_TRUE(reader.GetColumnValue("名称").empty());
+  EXPECT_TRUE(reader.GetColumnValue("材质名称").empty());
 }
 
 }  // namespace
