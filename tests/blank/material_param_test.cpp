@@ -2,6 +2,8 @@
 // and state rules, weights, ordering, remarks and the machining table.
 #include "blank/material_param_calculator.h"
 
+#include <unistd.h>
+
 #include <filesystem>
 #include <fstream>
 
@@ -200,7 +202,8 @@ TEST_F(BlankParams, MachiningTableGivesNetWeightAndProcess) {
   // the measured net weight to the last digit, so that the two are equal.
   const Tag equal = h.AddBody(Shape::Box(100, 50, 10), 10, 11);
   const double net = h.bodies().Volume(equal) * 8.0 / 1000000.0;
-  const std::filesystem::path drive = std::filesystem::path(::testing::TempDir()) / "blank_d";
+  const std::filesystem::path drive =
+      std::filesystem::path(::testing::TempDir()) / ("blank_d_" + std::to_string(getpid()));
   std::filesystem::create_directories(drive);
   h.MapDrive('D', drive.string());
   std::ofstream(drive / "maching_process_bom.csv", std::ios::binary)
@@ -240,6 +243,7 @@ TEST_F(BlankParams, MachiningTableGivesNetWeightAndProcess) {
   p = Calc()->GetBodyMaterialParam(marked);
   EXPECT_EQ(p.net_weight, "0.000");
   EXPECT_EQ(p.process, "");
+  std::filesystem::remove_all(drive);
 }
 
 TEST_F(BlankParams, SheetsAndDeletedBodies) {

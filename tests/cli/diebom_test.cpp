@@ -4,6 +4,7 @@
 // folder.
 #include <gtest/gtest.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <cstdlib>
 #include <filesystem>
@@ -43,7 +44,8 @@ class DiebomTest : public ::testing::Test {
  protected:
   void SetUp() override {
     const auto* info = ::testing::UnitTest::GetInstance()->current_test_info();
-    dir_ = fs::path(::testing::TempDir()) / (std::string("diebom_") + info->name());
+    dir_ = fs::path(::testing::TempDir()) /
+           (std::string("diebom_") + info->name() + "_" + std::to_string(getpid()));
     fs::remove_all(dir_);
     fs::create_directories(dir_);
     fs::copy_file(fs::path(DIEBOM_SAMPLE_DIE_DIR) / "sample_die.xbf", dir_ / "die.xbf");

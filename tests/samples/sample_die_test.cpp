@@ -2,6 +2,7 @@
 // describes, its files open, the generator is repeatable and scales.
 #include <gtest/gtest.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <cmath>
 #include <cstdlib>
@@ -22,10 +23,20 @@ namespace {
 namespace fs = std::filesystem;
 using host::Tag;
 
+// A new empty folder of this process, removed when the tests end.
 fs::path Fresh(const std::string& name) {
-  const fs::path dir = fs::path(::testing::TempDir()) / ("sample_die_" + name);
+  static struct Made {
+    std::vector<fs::path> dirs;
+    ~Made() {
+      std::error_code ec;
+      for (const fs::path& d : dirs) fs::remove_all(d, ec);
+    }
+  } made;
+  const fs::path dir =
+      fs::path(::testing::TempDir()) / ("sample_die_" + name + "_" + std::to_string(getpid()));
   fs::remove_all(dir);
   fs::create_directories(dir);
+  made.dirs.push_back(dir);
   return dir;
 }
 
