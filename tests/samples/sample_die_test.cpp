@@ -17,27 +17,15 @@
 #include "host/memory/part_file.h"
 #include "host/text.h"
 #include "samples/sample_die.h"
+#include "tests/support/scratch.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 using host::Tag;
 
-// A new empty folder of this process, removed when the tests end.
 fs::path Fresh(const std::string& name) {
-  static struct Made {
-    std::vector<fs::path> dirs;
-    ~Made() {
-      std::error_code ec;
-      for (const fs::path& d : dirs) fs::remove_all(d, ec);
-    }
-  } made;
-  const fs::path dir =
-      fs::path(::testing::TempDir()) / ("sample_die_" + name + "_" + std::to_string(getpid()));
-  fs::remove_all(dir);
-  fs::create_directories(dir);
-  made.dirs.push_back(dir);
-  return dir;
+  return test_support::ScratchFolder("sample_die_" + name);
 }
 
 // The numbers in a column of a table of the sample configuration.

@@ -41,6 +41,7 @@
 #include "host/memory/model.h"
 #include "host/memory/part_file.h"
 #include "host/text.h"
+#include "tests/support/scratch.h"
 
 namespace {
 
@@ -49,22 +50,7 @@ using host::Tag;
 using memory::MemoryHost;
 using memory::Shape;
 
-// A new empty folder of this process, removed when the tests end.
-fs::path Fresh(const std::string& name) {
-  static struct Made {
-    std::vector<fs::path> dirs;
-    ~Made() {
-      std::error_code ec;
-      for (const fs::path& d : dirs) fs::remove_all(d, ec);
-    }
-  } made;
-  const fs::path dir =
-      fs::path(::testing::TempDir()) / ("part_file_" + name + "_" + std::to_string(getpid()));
-  fs::remove_all(dir);
-  fs::create_directories(dir);
-  made.dirs.push_back(dir);
-  return dir;
-}
+fs::path Fresh(const std::string& name) { return test_support::ScratchFolder("part_file_" + name); }
 
 std::string ReadBytes(const fs::path& p) {
   std::ifstream in(p, std::ios::binary);

@@ -5,17 +5,13 @@
 
 #include "host/memory/memory_host.h"
 #include "host/text.h"
+#include "tests/support/scratch.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 
-fs::path Fresh(const std::string& name) {
-  const fs::path dir = fs::path(::testing::TempDir()) / name;
-  fs::remove_all(dir);
-  fs::create_directories(dir);
-  return dir;
-}
+fs::path Fresh(const std::string& name) { return test_support::ScratchFolder(name); }
 
 TEST(MemoryPlatform, DriveLettersAndChineseNamesMapToLocalFiles) {
   memory::MemoryHost h;
