@@ -451,6 +451,20 @@ void CheckLayer(int layer) {
     throw Damaged(text::Format("layer %d is out of range", layer));
 }
 
+// Colour, layer, blank status (integers 2 to 4 of an entry), the name kept on
+// `named` and the attributes kept on `entry`, as bodies and systems store them.
+void LoadDisplayed(const TDataStd_IntegerArray& ints, const TDF_Label& named,
+                   const TDF_Label& entry, Object& o) {
+  o.color = ints.Value(2);
+  o.layer = ints.Value(3);
+  CheckLayer(o.layer);
+  o.blanked = ints.Value(4) != 0;
+  Handle(TDataStd_Name) name;
+  if (named.FindAttribute(TDataStd_Name::GetID(), name))
+    o.name = text::Utf8ToGbk(ExtToUtf8(name->Get()));
+  o.attributes = LoadAttributes(entry);
+}
+
 Model ReadModel(Document& d) {
   TDF_Label data = d.Data(false);
   Handle(TDataStd_Name) marker;
@@ -500,14 +514,7 @@ Model ReadModel(Document& d) {
     Object o;
     o.kind = ObjectKind::Body;
     o.shape = shape;
-    o.color = ints->Value(2);
-    o.layer = ints->Value(3);
-    CheckLayer(o.layer);
-    o.blanked = ints->Value(4) != 0;
-    Handle(TDataStd_Name) name;
-    if (label.FindAttribute(TDataStd_Name::GetID(), name))
-      o.name = text::Utf8ToGbk(ExtToUtf8(name->Get()));
-    o.attributes = LoadAttributes(entry);
+    LoadDisplayed(*ints, label, entry, o);
     pending.push_back({ints->Value(1), std::move(o)});
   }
 
@@ -526,14 +533,7 @@ Model ReadModel(Document& d) {
     o.matrix = {reals->Value(4),  reals->Value(5),  reals->Value(6),
                 reals->Value(7),  reals->Value(8),  reals->Value(9),
                 reals->Value(10), reals->Value(11), reals->Value(12)};
-    o.color = ints->Value(2);
-    o.layer = ints->Value(3);
-    CheckLayer(o.layer);
-    o.blanked = ints->Value(4) != 0;
-    Handle(TDataStd_Name) name;
-    if (entry.FindAttribute(TDataStd_Name::GetID(), name))
-      o.name = text::Utf8ToGbk(ExtToUtf8(name->Get()));
-    o.attributes = LoadAttributes(entry);
+    LoadDisplayed(*ints, entry, entry, o);
     pending.push_back({ints->Value(1), std::move(o), index == wcs_entry});
   }
 
