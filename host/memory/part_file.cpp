@@ -244,17 +244,23 @@ std::string Trailer(std::string_view payload) {
                                                    static_cast<unsigned long long>(payload.size()));
 }
 
-// Writes `bytes` to a new file beside `path` and renames it over `path`.
-void WriteAtomically(const std::string& path, const std::string& bytes) {
+// The file a save of `path` writes first, beside it, to rename over it once
+// complete; FileError when `path` cannot be a file to write.
+fs::path SaveBeside(const std::string& path) {
   const fs::path target(path);
   if (target.filename().empty()) throw FileError(path, "names no file");
   const fs::path folder = target.parent_path().empty() ? fs::path(".") : target.parent_path();
   std::error_code ec;
   if (!fs::is_directory(folder, ec)) throw FileError(path, "cannot be written: no such folder");
   if (fs::is_directory(target, ec)) throw FileError(path, "is a folder, not a file");
+  return folder / ("." + target.filename().string() + text::Format(".saving-%d", ::getpid()));
+}
 
-  const fs::path temp =
-      folder / ("." + target.filename().string() + text::Format(".saving-%d", ::getpid()));
+// Writes `bytes` to a new file beside `path` and renames it over `path`.
+void WriteAtomically(const std::string& path, const std::string& bytes) {
+  const fs::path target(path);
+  const fs::path temp = SaveBeside(path);
+  const fs::path folder = temp.parent_path();
   const int fd = ::open(temp.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
   if (fd < 0) throw FileError(path, std::string("cannot be written: ") + std::strerror(errno));
   auto fail = [&](int err) {
@@ -825,12 +831,8 @@ void SaveStep(MemoryHost& host, const std::string& path, const std::string& time
   Document d;
   BuildDocument(host.model(), d, false);
   const fs::path target(path);
-  const fs::path folder = target.parent_path().empty() ? fs::path(".") : target.parent_path();
+  const fs::path temp = SaveBeside(path);
   std::error_code ec;
-  if (!fs::is_directory(folder, ec)) throw FileError(path, "cannot be written: no such folder");
-  if (fs::is_directory(target, ec)) throw FileError(path, "is a folder, not a file");
-  const fs::path temp =
-      folder / ("." + target.filename().string() + text::Format(".saving-%d", ::getpid()));
   try {
     STEPCAFControl_Writer writer;
     Interface_Static::SetCVal("write.step.schema", "AP214IS");
