@@ -7,7 +7,7 @@
 #include <memory>
 
 #include "host/host.h"
-#include "host/memory/dialogs.h"
+#include "host/memory/dialogs/dialogs.h"
 #include "host/memory/memory_host.h"
 #include "host/memory/model.h"
 

@@ -10,7 +10,7 @@
 #include <string>
 
 #include "entry/entry.h"
-#include "host/memory/dialogs.h"
+#include "host/memory/dialogs/dialogs.h"
 #include "host/memory/memory_host.h"
 
 namespace entry_test {

@@ -4,7 +4,7 @@
 #include <cmath>
 #include <numbers>
 
-#include "host/memory/dialogs.h"
+#include "host/memory/dialogs/dialogs.h"
 #include "host/memory/memory_host.h"
 
 namespace {

@@ -1,7 +1,7 @@
 // Trees of the dialog engine: columns, nodes, cell editors and context menus.
 #include <algorithm>
 
-#include "host/memory/dialog_engine.h"
+#include "host/memory/dialogs/engine.h"
 
 namespace memory {
 

@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "host/dialogs.h"
-#include "host/memory/dialog_layout.h"
-#include "host/memory/dialogs.h"
+#include "host/memory/dialogs/layout.h"
+#include "host/memory/dialogs/dialogs.h"
 
 namespace memory {
 

@@ -1,5 +1,5 @@
 // The dialog engine of the in-memory host, driven as a designer would.
-#include "host/memory/dialogs.h"
+#include "host/memory/dialogs/dialogs.h"
 
 #include <gtest/gtest.h>
 #include <stdlib.h>
@@ -12,7 +12,7 @@
 #include <type_traits>
 #include <vector>
 
-#include "host/memory/dialog_layout.h"
+#include "host/memory/dialogs/layout.h"
 #include "host/memory/memory_host.h"
 #include "host/memory/shape.h"
 

@@ -1,10 +1,10 @@
-#include "host/memory/dialogs.h"
+#include "host/memory/dialogs/dialogs.h"
 
 #include <algorithm>
 #include <cstdlib>
 #include <iostream>
 
-#include "host/memory/dialog_engine.h"
+#include "host/memory/dialogs/engine.h"
 #include "host/memory/memory_host.h"
 #include "host/text.h"
 

@@ -1,7 +1,7 @@
 // The designer's side of a shown dialog.
 #include <algorithm>
 
-#include "host/memory/dialog_engine.h"
+#include "host/memory/dialogs/engine.h"
 #include "host/memory/memory_host.h"
 #include "host/objects.h"
 

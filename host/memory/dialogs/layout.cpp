@@ -1,4 +1,4 @@
-#include "host/memory/dialog_layout.h"
+#include "host/memory/dialogs/layout.h"
 
 #include <pugixml.hpp>
 
@@ -192,6 +192,8 @@ class Parser {
     }
   }
 
+  // One block element: its attributes, its list entries, its initial
+  // property values, then (for a container) the blocks inside it.
   void ParseBlock(pugi::xml_node node, int parent_index) {
     const std::string element = node.name();
     const Kind* kind = FindKind(element);
@@ -204,39 +206,62 @@ class Parser {
     block.line = Line(node);
     block.multiple = element == "body_selection";
 
-    std::string label;
+    Attributes attributes = ReadAttributes(node, *kind);
+    block.id = attributes.id;
+    CheckId(node, block.id);
+    const std::vector<std::string> entries = ReadEntries(node, *kind);
+    block.properties = InitialProperties(node, attributes, entries, block.multiple);
+
+    layout_.blocks.push_back(std::move(block));
+    if (kind->container) ParseChildren(node, static_cast<int>(layout_.blocks.size()) - 1);
+  }
+
+  // The attributes of a block element, checked against its kind.
+  struct Attributes {
+    std::string id, label, value;
     bool show = true, enable = true, has_value = false;
-    std::string value;
-    std::map<std::string, std::string> extra;
+    std::map<std::string, std::string> extra;  // the kind's own attributes
+  };
+
+  Attributes ReadAttributes(pugi::xml_node node, const Kind& kind) const {
+    const std::string element = node.name();
+    Attributes a;
     for (pugi::xml_attribute attribute : node.attributes()) {
       const std::string name = attribute.name();
       if (name == "id") {
-        block.id = attribute.value();
+        a.id = attribute.value();
       } else if (name == "label") {
-        label = Text(node, attribute.value());
+        a.label = Text(node, attribute.value());
       } else if (name == "show") {
-        show = Logical(node, name, attribute.value());
+        a.show = Logical(node, name, attribute.value());
       } else if (name == "enable") {
-        enable = Logical(node, name, attribute.value());
+        a.enable = Logical(node, name, attribute.value());
       } else if (name == "value") {
-        if (kind->attributes.count(name) == 0) {
+        if (kind.attributes.count(name) == 0) {
           Fail(node, "<" + element + "> takes no attribute \"value\"");
         }
-        has_value = true;
-        value = attribute.value();
-      } else if (kind->attributes.count(name) != 0) {
-        extra[name] = attribute.value();
+        a.has_value = true;
+        a.value = attribute.value();
+      } else if (kind.attributes.count(name) != 0) {
+        a.extra[name] = attribute.value();
       } else {
         Fail(node, "unknown attribute \"" + name + "\" of <" + element + ">");
       }
     }
-    if (block.id.empty()) Fail(node, "<" + element + "> has no id");
-    if (block.id.find_first_of(" \t\r\n\"") != std::string::npos) {
-      Fail(node, "the id \"" + block.id + "\" contains spaces or quotes");
-    }
-    if (!ids_.insert(block.id).second) Fail(node, "the id \"" + block.id + "\" is used twice");
+    return a;
+  }
 
-    // Entries of lists (<member>, <item>, <line>).
+  void CheckId(pugi::xml_node node, const std::string& id) {
+    if (id.empty()) Fail(node, "<" + std::string(node.name()) + "> has no id");
+    if (id.find_first_of(" \t\r\n\"") != std::string::npos) {
+      Fail(node, "the id \"" + id + "\" contains spaces or quotes");
+    }
+    if (!ids_.insert(id).second) Fail(node, "the id \"" + id + "\" is used twice");
+  }
+
+  // The entries of a list block (<member>, <item>, <line>).
+  std::vector<std::string> ReadEntries(pugi::xml_node node, const Kind& kind) const {
+    const std::string element = node.name();
     std::vector<std::string> entries;
     for (pugi::xml_node child : node.children()) {
       if (child.type() == pugi::node_comment) continue;
@@ -244,9 +269,9 @@ class Parser {
           std::string(child.value()).find_first_not_of(" \t\r\n") == std::string::npos) {
         continue;
       }
-      if (kind->container && child.type() == pugi::node_element) continue;
-      if (kind->item_element == nullptr || child.type() != pugi::node_element ||
-          std::string(child.name()) != kind->item_element) {
+      if (kind.container && child.type() == pugi::node_element) continue;
+      if (kind.item_element == nullptr || child.type() != pugi::node_element ||
+          std::string(child.name()) != kind.item_element) {
         const std::string what = child.type() == pugi::node_element
                                      ? "<" + std::string(child.name()) + ">"
                                      : std::string("text");
@@ -254,19 +279,29 @@ class Parser {
       }
       for (pugi::xml_node grandchild : child.children()) {
         if (grandchild.type() != pugi::node_pcdata && grandchild.type() != pugi::node_cdata) {
-          Fail(grandchild, "<" + std::string(kind->item_element) + "> holds text only");
+          Fail(grandchild, "<" + std::string(kind.item_element) + "> holds text only");
         }
       }
       if (child.first_attribute()) {
-        Fail(child, "<" + std::string(kind->item_element) + "> takes no attributes");
+        Fail(child, "<" + std::string(kind.item_element) + "> takes no attributes");
       }
       entries.push_back(Text(child, child.text().get()));
     }
+    return entries;
+  }
 
-    auto& props = block.properties;
-    props.push_back({"Label", label});
-    props.push_back({"Show", show});
-    props.push_back({"Enable", enable});
+  // The block's properties with their values when the dialog opens.
+  std::vector<Property> InitialProperties(pugi::xml_node node, Attributes& a,
+                                          const std::vector<std::string>& entries,
+                                          bool& multiple) const {
+    const std::string element = node.name();
+    const std::string& value = a.value;
+    const bool has_value = a.has_value;
+    auto& extra = a.extra;
+    std::vector<Property> props;
+    props.push_back({"Label", a.label});
+    props.push_back({"Show", a.show});
+    props.push_back({"Enable", a.enable});
     if (element == "group") {
       props.push_back({"Expanded", extra.count("expanded") == 0 ||
                                        Logical(node, "expanded", extra["expanded"])});
@@ -284,24 +319,13 @@ class Parser {
     } else if (element == "multiline_string") {
       props.push_back({"Value", entries});
     } else if (element == "enumeration") {
-      EnumValue e;
-      e.members = entries;
-      e.index = entries.empty() ? -1 : 0;
-      if (has_value) {
-        e.index = Integer(node, "value", value);
-        if (e.index < 0 || e.index >= static_cast<int>(entries.size())) {
-          Fail(node, "value=\"" + value + "\" is not the index of a member (" +
-                         std::to_string(entries.size()) + " members)");
-        }
-      }
-      props.push_back({"Value", e});
+      props.push_back({"Value", Enumeration(node, entries, has_value, value)});
     } else if (element == "folder_selection") {
       props.push_back({"Path", Text(node, value.c_str())});
     } else if (element == "body_selection") {
       props.push_back({"SelectedObjects", std::vector<host::Tag>{}});
       props.push_back({"Bitmap", Text(node, extra["bitmap"].c_str())});
-      if (extra.count("multiple") != 0)
-        block.multiple = Logical(node, "multiple", extra["multiple"]);
+      if (extra.count("multiple") != 0) multiple = Logical(node, "multiple", extra["multiple"]);
     } else if (element == "csys_selection") {
       props.push_back({"SelectedObjects", std::vector<host::Tag>{}});
     } else if (element == "vector") {
@@ -315,9 +339,22 @@ class Parser {
       props.push_back({"Point", has_value ? Triple(node, "value", value) : host::Point3d{}});
       props.push_back({"SelectedObjects", std::vector<host::Tag>{}});
     }
+    return props;
+  }
 
-    layout_.blocks.push_back(std::move(block));
-    if (kind->container) ParseChildren(node, static_cast<int>(layout_.blocks.size()) - 1);
+  EnumValue Enumeration(pugi::xml_node node, const std::vector<std::string>& members,
+                        bool has_value, const std::string& value) const {
+    EnumValue e;
+    e.members = members;
+    e.index = members.empty() ? -1 : 0;
+    if (has_value) {
+      e.index = Integer(node, "value", value);
+      if (e.index < 0 || e.index >= static_cast<int>(members.size())) {
+        Fail(node, "value=\"" + value + "\" is not the index of a member (" +
+                       std::to_string(members.size()) + " members)");
+      }
+    }
+    return e;
   }
 
   std::string file_;
