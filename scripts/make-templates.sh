@@ -15,5 +15,6 @@ convert() {  # source.fods target.xls
   echo "wrote $2"
 }
 
-convert "$src/模具材料采购单.fods" "$root/samples/config/模具材料采购单.xls"
+convert "$src/模具材料采购单.fods" "$root/samples/config/config/级进模/模具材料采购单.xls"
+  cp "$root/samples/config/config/级进模/模具材料采购单.xls" "$root/samples/config/config/单冲模/"
 convert "$src/模具标准件申购表.fods" "$root/samples/config/config/模具标准件申购表.xls"

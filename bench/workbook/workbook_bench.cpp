@@ -47,7 +47,7 @@ double PeakRssMb() {
 void BM_MaterialExport(benchmark::State& state) {
   namespace fs = std::filesystem;
   const fs::path tmpl =
-      fs::path(DIEBOM_SOURCE_DIR) / fs::path(u8"samples/config/模具材料采购单.xls");
+      fs::path(DIEBOM_SOURCE_DIR) / fs::path(u8"samples/config/config/级进模/模具材料采购单.xls");
   const fs::path out = fs::temp_directory_path() / "diebom-workbook-bench.xls";
   const std::vector<Cell> cells = ExportCells();
   for (auto _ : state) {

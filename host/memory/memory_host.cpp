@@ -157,6 +157,11 @@ int MessagesImpl::ShowMessage(const std::string& title, int type,
                               const std::vector<std::string>& lines) {
   MessageRecord record{title, type, lines, 1};
   if (type == host::kQuestionMessage) {
+    if (h_.answers_.empty() && h_.answerer_) {
+      record.answer = h_.answerer_(record);
+      h_.message_log_.push_back(record);
+      return record.answer;
+    }
     if (h_.answers_.empty()) {
       h_.message_log_.push_back(record);
       std::string first = lines.empty() ? std::string() : lines.front();

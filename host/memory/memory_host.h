@@ -76,6 +76,11 @@ class MemoryHost : public host::Host {
   const std::vector<MessageRecord>& message_log() const { return message_log_; }
   void ClearMessageLog() { message_log_.clear(); }
   void QueueAnswer(int button) { answers_.push_back(button); }
+  // Answers the questions that find no queued answer (a batch run's policy):
+  // the button for the question as it is shown.
+  void SetAnswerer(std::function<int(const MessageRecord&)> answerer) {
+    answerer_ = std::move(answerer);
+  }
   std::size_t pending_answers() const { return answers_.size(); }
 
   // --- Selection and input dialogs: scripted responses. A box or dialog shown
@@ -131,6 +136,7 @@ class MemoryHost : public host::Host {
   bool listing_open_ = false;
   std::vector<MessageRecord> message_log_;
   std::deque<int> answers_;
+  std::function<int(const MessageRecord&)> answerer_;
   std::deque<host::SelectionResult> selections_;
   std::deque<std::optional<std::string>> strings_;
   std::deque<std::optional<host::CsysInfo>> csys_answers_;

@@ -13,7 +13,7 @@ namespace {
 
 using namespace wbtest;
 
-const fs::path kMaterialTemplate = fs::path(u8"samples/config/模具材料采购单.xls");
+const fs::path kMaterialTemplate = fs::path(u8"samples/config/config/级进模/模具材料采购单.xls");
 const fs::path kPartTemplate = fs::path(u8"samples/config/config/模具标准件申购表.xls");
 
 const wchar_t* const kAstralName = L"凸模固定板 𠀀";  // U+20000 has no GBK form

@@ -12,7 +12,7 @@ namespace {
 
 using namespace wbtest;
 
-const fs::path kTemplate = fs::path(u8"samples/config/模具材料采购单.xls");
+const fs::path kTemplate = fs::path(u8"samples/config/config/级进模/模具材料采购单.xls");
 
 std::string Template() { return ReadFile(SourceDir() / kTemplate); }
 
