@@ -2,16 +2,30 @@
 // point mapping, its minimum-volume orientation, identical bodies, attribute
 // reads and its layer, all through host operations.
 //
-// Identical bodies. Two bodies are taken as the same part when their volumes,
-// surface areas and principal moments of inertia agree within a relative
-// 1e-5 and the extents of their minimum-volume boxes (sorted) agree within
-// 0.01 mm plus a relative 1e-5. These measures do not depend on where or how
-// a body is placed, and 0.01 mm is well under the 0.1 mm the BOM prints.
-// A mirror image has the same measures, so left and right hand versions of a
-// part count as identical.
+// Identical bodies. Two bodies are the same part when one is the other moved
+// and turned, by any rotation. A mirror image is not the same part: a left
+// hand and a right hand version are bought separately, unless the part is
+// symmetric and its mirror image is the part turned.
+//
+// The decision comes in two stages. First the measures that do not depend on
+// placement: volume, surface area and principal moments of inertia (within a
+// relative 1e-5), the numbers of faces and edges and the numbers of vertices
+// and circles. Then the bodies that pass are confirmed exactly: one body is
+// turned onto the other about their centroids (by their principal axes, or,
+// where moments coincide, by a unique axis and the vertices or circles
+// farthest from it), the rotation is fitted to the matched vertices and
+// circle centres, and every vertex and circle (centre, radius, axis) must then
+// lie within 0.01 mm of one of the other body. Rotations only are tried (the
+// determinant is checked), which is what tells a mirror image apart. 0.01 mm
+// is far above numerical noise and well under the 0.1 mm the BOM prints.
+//
+// Each BodyInfo measures its body once and keeps the result; bodies found the
+// same are remembered as one class, so a body compared with many copies of
+// one part is confirmed against the class once.
 #pragma once
 
 #include <array>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -49,8 +63,9 @@ class BodyInfo {
   // The same search, with the box of the sampled body in that orientation.
   OrientedBox MinVolumeBox(double step);
 
-  // The bodies among `others` identical to this one (see above); this body
-  // itself is never listed.
+  // The bodies among `others` identical to this one (see above), in the order
+  // of `others`; this body itself is never listed. A body that cannot be
+  // measured (no volume, deleted) is the same as no other body.
   std::vector<host::Tag> GetSameBodys(const std::vector<host::Tag>& others);
   std::vector<host::Tag> GetSameBodys(std::vector<BodyInfo>& others);
   bool IsSameBody(BodyInfo& other);
@@ -62,18 +77,17 @@ class BodyInfo {
   int GetBodyLayer();
 
  private:
-  struct Signature {
-    double volume = 0.0, area = 0.0;
-    std::array<double, 3> moments{};
-    std::array<double, 3> extents{};  // ascending
-  };
+  struct Measures;
+  struct SameClass;
+  const Measures& GetMeasures();
+  SameClass* Class();
   void Measure();
-  const Signature& GetSignature();
 
   host::Host* host_;
   host::Tag body_;
   std::optional<host::ExactBox> box_;
-  std::optional<Signature> signature_;
+  std::shared_ptr<const Measures> measures_;
+  std::shared_ptr<SameClass> class_;
 };
 
 }  // namespace blank

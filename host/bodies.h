@@ -48,8 +48,10 @@ struct ExactBox {
 enum class EdgeKind { kLine, kCircle, kOther };
 struct EdgeData {
   EdgeKind kind = EdgeKind::kOther;
-  Point3d start, end;  // end points (equal for a closed edge)
-  Vector3d direction;  // line direction, or circle axis
+  Point3d start, end;   // end points (equal for a closed edge)
+  Vector3d direction;   // line direction, or circle axis
+  Point3d center;       // circle centre (UF_EVAL_ask_arc), else unset
+  double radius = 0.0;  // circle radius, else 0
 };
 
 // Facets of a body (UF_FACET_facet_solid / NXOpen::Facet::FacetedBody):

@@ -249,6 +249,8 @@ host::EdgeData BodiesImpl::AskEdgeData(host::Tag edge) {
   } else if (c.GetType() == GeomAbs_Circle) {
     d.kind = host::EdgeKind::kCircle;
     d.direction = ToVector(c.Circle().Axis().Direction());
+    d.center = ToPoint(c.Circle().Location());
+    d.radius = c.Circle().Radius();
   }
   return d;
 }

@@ -2,6 +2,8 @@
 // mapping, identical bodies, attribute reads and the layer.
 #include "blank/body_info.h"
 
+#include <algorithm>
+
 #include "blank_fixture.h"
 
 namespace {
@@ -56,6 +58,118 @@ TEST(BlankBodyInfo, IdenticalBodiesWhereverTheyAre) {
   const Tag probe = Probe(h);
   BodyInfo(h, a).GetSameBodys(std::vector<Tag>{moved});
   EXPECT_EQ(LiveObjectsSince(h, probe), 0);
+}
+
+// A punch with a rectangular shank, a round head off the shank's middle and a
+// pilot hole: no symmetry at all.
+Shape ShapedPunch(double hole_x = 6.0) {
+  return Shape::Box(20, 12, 60)
+      .Fuse(Shape::Cylinder(11, 8, {8, 6, 60}))
+      .Drilled({hole_x, 6, 0}, {0, 0, 1}, 4, 20);
+}
+
+// An L block with legs of different lengths and a blind hole from the top in
+// the long leg (a flat profile alone would be its own mirror image, turned
+// over).
+Shape LBlock(bool mirrored) {
+  std::vector<Point3d> outline{{0, 0, 0},   {80, 0, 0},  {80, 20, 0},
+                               {25, 20, 0}, {25, 50, 0}, {0, 50, 0}};
+  if (mirrored) {
+    for (Point3d& p : outline) p.X = -p.X;
+    std::reverse(outline.begin(), outline.end());  // counterclockwise again
+  }
+  return Shape::Prism(outline, 15).Drilled({mirrored ? -60.0 : 60.0, 10, 15}, {0, 0, -1}, 8, 6);
+}
+
+TEST(BlankBodyInfo, TurnedCopiesAreTheSameWhateverTheirSymmetry) {
+  MemoryHost h;
+  const Shape punch = ShapedPunch();
+  const Tag a = h.AddBody(punch);
+  const Tag turned_z =
+      h.AddBody(punch.Rotated({0, 0, 0}, {0, 0, 1}, Deg(37)).Translated({200, 0, 0}));
+  const Tag turned_any =
+      h.AddBody(punch.Rotated({3, 1, 4}, {1, -2, 0.5}, Deg(37)).Translated({0, 300, 50}));
+  // Numerical noise: a shift and a turn of 1e-9, a shank 1e-9 longer.
+  const Tag noisy = h.AddBody(
+      punch.Rotated({0, 0, 0}, {0, 0, 1}, Deg(37) + 1e-9).Translated({400 + 1e-9, 1e-9, 0}));
+  const Tag longer = h.AddBody(Shape::Box(20, 12, 60 + 1e-9)
+                                   .Fuse(Shape::Cylinder(11, 8, {8, 6, 60 + 1e-9}))
+                                   .Drilled({6, 6, 0}, {0, 0, 1}, 4, 20)
+                                   .Rotated({}, {1, 1, 1}, 2.0));
+  BodyInfo info(h, a);
+  EXPECT_EQ(info.GetSameBodys(std::vector<Tag>{turned_z, turned_any, noisy, longer}),
+            (std::vector<Tag>{turned_z, turned_any, noisy, longer}));
+
+  // Equal principal moments leave the principal axes undefined: a square
+  // plate with a symmetric hole pattern (one axis of its own), a round punch
+  // with a flat, a cube with a hole along one edge, a plain cube (no axis of its own).
+  auto plate = [](double hx) {
+    Shape s = Shape::Box(100, 100, 20);
+    for (Point3d c : {Point3d{20, 20, 20}, {80, 20, 20}, {20, 80, 20}, {80, 80, 20}})
+      s = s.Drilled(c, {0, 0, -1}, 10, 20);
+    return s.Drilled({hx, 50, 20}, {0, 0, -1}, 6, 20);
+  };
+  const Shape round = Shape::Cylinder(8, 50)
+                          .Fuse(Shape::Cylinder(12, 6, {0, 0, 50}))
+                          .Cut(Shape::Box(4, 20, 20, {6, -10, 0}));
+  const Shape cube = Shape::Box(40, 40, 40).Drilled({0, 0, 40}, {0, 0, -1}, 10, 40);
+  for (const Shape& s : {plate(50), round, cube, Shape::Box(40, 40, 40)}) {
+    const Tag p = h.AddBody(s);
+    const Tag q =
+        h.AddBody(s.Rotated({10, 20, 30}, {0.3, -0.4, 1}, Deg(37)).Translated({0, 0, 500}));
+    const Tag r = h.AddBody(s.Rotated({0, 0, 0}, {0, 0, 1}, Deg(90)));
+    EXPECT_EQ(BodyInfo(h, p).GetSameBodys(std::vector<Tag>{q, r}), (std::vector<Tag>{q, r}));
+  }
+  // The plate's middle hole 0.1 mm off the centre: another part, whichever way it lies.
+  const Tag centred = h.AddBody(plate(50));
+  const Tag off = h.AddBody(plate(50.1));
+  const Tag off_turned = h.AddBody(plate(50.1).Rotated({50, 50, 0}, {0, 0, 1}, Deg(180)));
+  EXPECT_TRUE(BodyInfo(h, centred).GetSameBodys(std::vector<Tag>{off, off_turned}).empty());
+  EXPECT_EQ(BodyInfo(h, off).GetSameBodys(std::vector<Tag>{centred, off_turned}),
+            std::vector<Tag>{off_turned});
+  // The punch's pilot hole 0.1 mm off.
+  EXPECT_FALSE(
+      BodyInfo(h, a).IsSameBody(*std::make_unique<BodyInfo>(h, h.AddBody(ShapedPunch(6.1)))));
+}
+
+TEST(BlankBodyInfo, AMirrorImageIsAnotherPart) {
+  MemoryHost h;
+  const Tag left = h.AddBody(LBlock(false));
+  const Tag right = h.AddBody(LBlock(true));
+  const Tag right_turned = h.AddBody(LBlock(true).Rotated({}, {0, 0, 1}, Deg(180)));
+  const Tag right_flipped = h.AddBody(LBlock(true).Rotated({}, {1, 0, 0}, Deg(180)));
+  const Tag left_turned = h.AddBody(LBlock(false).Rotated({}, {1, 1, 0}, Deg(123)));
+  BodyInfo info(h, left);
+  EXPECT_EQ(info.GetSameBodys(std::vector<Tag>{right, right_turned, right_flipped, left_turned}),
+            std::vector<Tag>{left_turned});
+  EXPECT_EQ(BodyInfo(h, right).GetSameBodys(std::vector<Tag>{left, right_turned, right_flipped}),
+            (std::vector<Tag>{right_turned, right_flipped}));
+  // A symmetric part is its own mirror image: an equal-legged L block.
+  const std::vector<Point3d> even{{0, 0, 0},   {50, 0, 0},  {50, 20, 0},
+                                  {20, 20, 0}, {20, 50, 0}, {0, 50, 0}};
+  std::vector<Point3d> mirrored = even;
+  for (Point3d& p : mirrored) p.X = -p.X;
+  std::reverse(mirrored.begin(), mirrored.end());
+  const Tag even_l = h.AddBody(Shape::Prism(even, 10));
+  EXPECT_EQ(BodyInfo(h, even_l)
+                .GetSameBodys(std::vector<Tag>{h.AddBody(Shape::Prism(mirrored, 10))})
+                .size(),
+            1u);
+}
+
+TEST(BlankBodyInfo, BodiesThatCannotBeMeasuredAreNeverTheSame) {
+  MemoryHost h;
+  const Tag block = h.AddBody(Shape::Box(30, 20, 10));
+  const Tag copy = h.AddBody(Shape::Box(30, 20, 10, {100, 0, 0}));
+  const Tag sheet = h.AddBody(Shape::Sheet(30, 20));
+  const Tag sheet2 = h.AddBody(Shape::Sheet(30, 20, {0, 50, 0}));
+  const Tag gone = h.AddBody(Shape::Box(30, 20, 10, {0, 100, 0}));
+  h.objects().Delete(gone);
+  BodyInfo info(h, block);
+  EXPECT_EQ(info.GetSameBodys(std::vector<Tag>{sheet, gone, host::kNullTag, copy, block}),
+            std::vector<Tag>{copy});
+  EXPECT_TRUE(BodyInfo(h, sheet).GetSameBodys(std::vector<Tag>{sheet2, block}).empty());
+  EXPECT_TRUE(BodyInfo(h, gone).GetSameBodys(std::vector<Tag>{block, copy}).empty());
 }
 
 TEST(BlankBodyInfo, AttributesOfTheBodyOrItsFaces) {
