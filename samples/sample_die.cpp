@@ -282,6 +282,15 @@ std::vector<Piece> DiePieces() {
     standard(Shape::Cylinder(4, 30, {p.x, p.y, 120}), kGrey,
              StandardAttributes("浮升销", "Φ8x30", "MISUMI", "SKD11", "淬火HRC58-62",
                                 "东莞恒达模具配件", "3天"));
+  // Parts added when the die was changed, in the changed-body colour: a fifth
+  // spring like the four above, and two nitrogen gas springs.
+  standard(
+      Tube(25, 13, 50, {100, 60, 174}), kChanged,
+      StandardAttributes("矩形弹簧", "TF25x50", "盘起", "SWOSC-V", "无", "深圳明辉五金", "5天"));
+  for (const XY& p : std::vector<XY>{{200, 60}, {200, 190}})
+    standard(Shape::Cylinder(16, 50, {p.x, p.y, 174}).Fuse(Shape::Cylinder(8, 15, {p.x, p.y, 224})),
+             kChanged,
+             StandardAttributes("氮气弹簧", "X350-050", "大圆", "", "无", "苏州佳锐精密", "7天"));
   return out;
 }
 

@@ -10,7 +10,8 @@
 // round punches are cylinders marked as round parts; four round stop pins;
 // two guide rails; one guide block turned 30 degrees about Z; the strip and a
 // product; and bought standard parts (guide pins and bushes, springs,
-// screws, dowels, lifter pins) that carry "名称" and "PART_ATTR".
+// screws, dowels, lifter pins) that carry "名称" and "PART_ATTR", three of
+// them added in the changed-body colour (a spring and two gas springs).
 #pragma once
 
 #include <string>

@@ -62,7 +62,7 @@ TEST(SampleDie, UsesTheLayersAndColoursOfTheSampleConfiguration) {
   EXPECT_EQ(static_cast<int>(bodies.size()), samples::SampleDieBodyCount());
 
   std::set<int> used_layers;
-  int standard = 0, on_template = 0, in_changed = 0, round = 0;
+  int standard = 0, on_template = 0, in_changed = 0, round = 0, new_parts = 0;
   for (std::size_t i = 0; i < bodies.size(); ++i) {
     const Tag b = bodies[i];
     SCOPED_TRACE(meant[i].name);
@@ -79,6 +79,7 @@ TEST(SampleDie, UsesTheLayersAndColoursOfTheSampleConfiguration) {
       EXPECT_EQ(a.GetString(b, "名称"), meant[i].name);
       EXPECT_FALSE(template_layers.count(meant[i].layer));
       EXPECT_TRUE(meant[i].spec.empty());
+      if (meant[i].color == changed) ++new_parts;
     } else if (template_layers.count(meant[i].layer)) {
       ++on_template;
       EXPECT_FALSE(a.Has(b, "PART_ATTR"));
@@ -96,7 +97,8 @@ TEST(SampleDie, UsesTheLayersAndColoursOfTheSampleConfiguration) {
       }
     }
   }
-  EXPECT_EQ(standard, 26);
+  EXPECT_EQ(standard, 29);
+  EXPECT_EQ(new_parts, 3) << "standard parts added in the changed-body colour";
   EXPECT_EQ(on_template, 30);
   EXPECT_EQ(in_changed, 1);
   EXPECT_EQ(round, 5);
