@@ -3,6 +3,7 @@
 #include <BRepAdaptor_Surface.hxx>
 #include <BRepAlgoAPI_Common.hxx>
 #include <BRepBndLib.hxx>
+#include <BRepClass3d_SolidClassifier.hxx>
 #include <BRepExtrema_DistShapeShape.hxx>
 #include <BRepGProp.hxx>
 #include <BRepLProp_SLProps.hxx>
@@ -26,6 +27,7 @@
 #include <algorithm>
 #include <cmath>
 #include <fstream>
+#include <optional>
 #include <sstream>
 
 #include "host/memory/families.h"
@@ -59,6 +61,23 @@ double ShapeVolume(const TopoDS_Shape& s) {
   GProp_GProps props;
   BRepGProp::VolumeProperties(s, props);
   return std::abs(props.Mass());
+}
+
+// Some vertex of `a` lies inside the solid `b` (box `b_box`), farther than
+// 1e-4 mm from its boundary.
+bool VertexInside(const TopoDS_Shape& a, const TopoDS_Shape& b, const Bnd_Box& b_box) {
+  if (!IsSolidShape(b)) return false;
+  TopTools_IndexedMapOfShape vertices;
+  TopExp::MapShapes(a, TopAbs_VERTEX, vertices);
+  std::optional<BRepClass3d_SolidClassifier> classifier;
+  for (int i = 1; i <= vertices.Extent(); ++i) {
+    const gp_Pnt p = BRep_Tool::Pnt(TopoDS::Vertex(vertices(i)));
+    if (b_box.IsOut(p)) continue;
+    if (!classifier) classifier.emplace(b);
+    classifier->Perform(p, 1e-4);
+    if (classifier->State() == TopAbs_IN) return true;
+  }
+  return false;
 }
 
 }  // namespace
@@ -334,8 +353,17 @@ host::Interference BodiesImpl::CheckInterference(host::Tag a, host::Tag b) {
   BRepBndLib::Add(sa, ba);
   BRepBndLib::Add(sb, bb);
   if (ba.IsOut(bb)) return host::Interference::kNone;
-  const double tiny = 1e-9 * std::min(ShapeVolume(sa), ShapeVolume(sb)) + 1e-9;
-  BRepAlgoAPI_Common common(sa, sb);
+  // A corner of one well inside the other: they share volume, no Boolean needed.
+  if (VertexInside(sa, sb, bb) || VertexInside(sb, sa, ba)) return host::Interference::kInterferes;
+  const double tiny = 1e-9 * std::min(Volume(a), Volume(b)) + 1e-9;
+  BRepAlgoAPI_Common common;
+  TopTools_ListOfShape arguments, tools;
+  arguments.Append(sa);
+  tools.Append(sb);
+  common.SetArguments(arguments);
+  common.SetTools(tools);
+  common.SetNonDestructive(true);  // the bodies' own tolerances stay as they are
+  common.Build();
   if (common.IsDone() && ShapeVolume(common.Shape()) > tiny) return host::Interference::kInterferes;
   BRepExtrema_DistShapeShape dist(sa, sb);
   if (dist.IsDone() && dist.Value() <= 1e-6) return host::Interference::kTouches;

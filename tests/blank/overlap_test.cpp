@@ -1,0 +1,93 @@
+// Overlapping bodies on real solids: shared volume counts, touching does not.
+#include "blank/overlap.h"
+
+#include "blank_fixture.h"
+
+namespace {
+
+using namespace blank_test;
+using blank::CNobokudBase;
+
+std::vector<Tag> Overlapping(MemoryHost& h, const std::vector<Tag>& bodies) {
+  return CNobokudBase::AskOverlappingBodyOfBodys(h, bodies);
+}
+
+TEST(BlankOverlap, SharedVolumeCountsTouchingDoesNot) {
+  MemoryHost h;
+  const Tag lower = h.AddBody(Shape::Box(100, 80, 20));
+  const Tag upper = h.AddBody(Shape::Box(100, 80, 15, {0, 0, 20}));        // rests on it
+  const Tag beside = h.AddBody(Shape::Box(30, 80, 20, {100, 0, 0}));       // face to face
+  const Tag corner = h.AddBody(Shape::Box(10, 10, 10, {130, 80, 20}));     // one corner
+  const Tag sunk = h.AddBody(Shape::Box(20, 20, 10, {40, 30, 30}));        // 5 mm into upper
+  const Tag inside = h.AddBody(Shape::Box(10, 10, 5, {10, 10, 5}));        // wholly in lower
+  const Tag crossing = h.AddBody(Shape::Box(200, 4, 4, {-50, -10, 100}));  // crosses bar below
+  const Tag bar = h.AddBody(Shape::Box(4, 200, 4, {0, -50, 100}));
+  const Tag turned =
+      h.AddBody(Shape::Box(50, 10, 10, {300, 0, 0}).Rotated({300, 0, 0}, {0, 0, 1}, Deg(45)));
+  const Tag against = h.AddBody(Shape::Box(20, 20, 10, {290, 40, 0}));  // in turned's box only
+  EXPECT_EQ(
+      Overlapping(h, {lower, upper, beside, corner, sunk, inside, crossing, bar, turned, against}),
+      (std::vector<Tag>{lower, upper, sunk, inside, crossing, bar}));
+  // The order of the answer is the order asked in.
+  EXPECT_EQ(Overlapping(h, {sunk, upper}), (std::vector<Tag>{sunk, upper}));
+  EXPECT_EQ(Overlapping(h, {upper, sunk}), (std::vector<Tag>{upper, sunk}));
+}
+
+TEST(BlankOverlap, PunchesInTheirHoles) {
+  MemoryHost h;
+  // A punch holder with a 10 mm hole and a square opening, punches of the
+  // same size through them; a pressed-in punch 0.02 mm too big; a punch
+  // stuck through a plate without a hole.
+  const Tag holder = h.AddBody(Shape::Box(120, 80, 22)
+                                   .Drilled({30, 40, 22}, {0, 0, -1}, 10, 22)
+                                   .Drilled({60, 40, 22}, {0, 0, -1}, 10, 22)
+                                   .Cut(Shape::Box(20, 12, 22, {80, 34, 0})));
+  const Tag round = h.AddBody(Shape::Cylinder(5, 60, {30, 40, -20}));
+  const Tag square = h.AddBody(Shape::Box(20, 12, 60, {80, 34, -20}));
+  const Tag pressed = h.AddBody(Shape::Cylinder(5.01, 60, {60, 40, -20}));
+  const Tag plate = h.AddBody(Shape::Box(120, 80, 10, {200, 0, 0}));
+  const Tag stuck = h.AddBody(Shape::Cylinder(3, 30, {240, 40, -10}));
+  EXPECT_EQ(Overlapping(h, {holder, round, square, plate}), std::vector<Tag>{});
+  EXPECT_EQ(Overlapping(h, {holder, round, square, pressed, plate, stuck}),
+            (std::vector<Tag>{holder, pressed, plate, stuck}));
+}
+
+TEST(BlankOverlap, StackedPlatesOfADie) {
+  MemoryHost h;
+  // Six plates stacked, each with four guide holes, four guide pins through
+  // the whole stack in holes of their own size, two copies of the stack side
+  // by side; one stray screw through three plates of the second stack.
+  std::vector<Tag> bodies;
+  for (double x0 : {0.0, 500.0}) {
+    double z = 0;
+    for (double t : {40.0, 50.0, 20.0, 30.0, 25.0, 45.0}) {
+      Shape plate = Shape::Box(400, 250, t, {x0, 0, z});
+      for (Point3d g : {Point3d{30, 30, 0}, {370, 30, 0}, {30, 220, 0}, {370, 220, 0}})
+        plate = plate.Drilled({x0 + g.X, g.Y, z + t}, {0, 0, -1}, 25, t);
+      bodies.push_back(h.AddBody(plate));
+      z += t;
+    }
+    for (Point3d g : {Point3d{30, 30, 0}, {370, 30, 0}, {30, 220, 0}, {370, 220, 0}})
+      bodies.push_back(h.AddBody(Shape::Cylinder(12.5, z, {x0 + g.X, g.Y, 0})));
+  }
+  EXPECT_TRUE(Overlapping(h, bodies).empty());
+  const Tag screw = h.AddBody(Shape::Cylinder(5, 60, {700, 125, 70}));  // z 70..130
+  bodies.push_back(screw);
+  EXPECT_EQ(Overlapping(h, bodies), (std::vector<Tag>{bodies[11], bodies[12], bodies[13], screw}));
+}
+
+TEST(BlankOverlap, BadInputLosesNothing) {
+  MemoryHost h;
+  const Tag a = h.AddBody(Shape::Box(10, 10, 10));
+  const Tag b = h.AddBody(Shape::Box(10, 10, 10, {5, 5, 5}));
+  const Tag sheet = h.AddBody(Shape::Sheet(30, 30, {-10, -10, 7}));  // cuts through both
+  const Tag gone = h.AddBody(Shape::Box(10, 10, 10, {2, 2, 2}));
+  h.objects().Delete(gone);
+  EXPECT_EQ(Overlapping(h, {}), std::vector<Tag>{});
+  EXPECT_EQ(Overlapping(h, {a}), std::vector<Tag>{});
+  EXPECT_EQ(Overlapping(h, {a, a}), std::vector<Tag>{});  // a body does not overlap itself
+  EXPECT_EQ(Overlapping(h, {host::kNullTag, gone, sheet, b, a, b}), (std::vector<Tag>{b, a}));
+  EXPECT_TRUE(h.objects().Exists(a) && h.objects().Exists(b) && h.objects().Exists(sheet));
+}
+
+}  // namespace
