@@ -1,12 +1,23 @@
 #include "host/memory/part_file.h"
 
 #include <fcntl.h>
+#include <signal.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 #include <APIHeaderSection_MakeHeader.hxx>
+#include <BRepAdaptor_Curve.hxx>
+#include <BRepAdaptor_Surface.hxx>
+#include <BRepBndLib.hxx>
 #include <BRepGProp.hxx>
+#include <BRepLProp_SLProps.hxx>
+#include <BRepTools.hxx>
+#include <BRep_Tool.hxx>
 #include <BinXCAFDrivers.hxx>
+#include <Bnd_Box.hxx>
 #include <GProp_GProps.hxx>
+#include <Interface_Check.hxx>
+#include <Interface_CheckIterator.hxx>
 #include <Interface_HArray1OfHAsciiString.hxx>
 #include <Interface_Static.hxx>
 #include <Message.hxx>
@@ -18,6 +29,7 @@
 #include <STEPControl_Writer.hxx>
 #include <Standard_Failure.hxx>
 #include <StepData_StepModel.hxx>
+#include <StepData_UndefinedEntity.hxx>
 #include <TColStd_HSequenceOfExtendedString.hxx>
 #include <TDF_ChildIterator.hxx>
 #include <TDF_Label.hxx>
@@ -33,15 +45,20 @@
 #include <TopExp_Explorer.hxx>
 #include <TopTools_ShapeMapHasher.hxx>
 #include <TopoDS.hxx>
+#include <TopoDS_Edge.hxx>
+#include <TopoDS_Face.hxx>
+#include <TopoDS_Vertex.hxx>
 #include <XCAFApp_Application.hxx>
 #include <XCAFDoc_ColorTool.hxx>
 #include <XCAFDoc_DocumentTool.hxx>
 #include <XCAFDoc_LayerTool.hxx>
 #include <XCAFDoc_ShapeTool.hxx>
+#include <XSControl_WorkSession.hxx>
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cmath>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -256,8 +273,28 @@ fs::path SaveBeside(const std::string& path) {
   return folder / ("." + target.filename().string() + text::Format(".saving-%d", ::getpid()));
 }
 
+// Holds back interrupts (Ctrl+C, kill, hang-up) while a file is written
+// beside its target: they take effect once the file is renamed into place or
+// removed, so an interrupted save leaves no half-written file behind.
+class DeferInterrupts {
+ public:
+  DeferInterrupts() {
+    sigset_t interrupts;
+    sigemptyset(&interrupts);
+    for (int sig : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) sigaddset(&interrupts, sig);
+    ::pthread_sigmask(SIG_BLOCK, &interrupts, &saved_);
+  }
+  ~DeferInterrupts() { ::pthread_sigmask(SIG_SETMASK, &saved_, nullptr); }
+  DeferInterrupts(const DeferInterrupts&) = delete;
+  DeferInterrupts& operator=(const DeferInterrupts&) = delete;
+
+ private:
+  sigset_t saved_;
+};
+
 // Writes `bytes` to a new file beside `path` and renames it over `path`.
 void WriteAtomically(const std::string& path, const std::string& bytes) {
+  DeferInterrupts defer;
   const fs::path target(path);
   const fs::path temp = SaveBeside(path);
   const fs::path folder = temp.parent_path();
@@ -423,6 +460,53 @@ void BuildDocument(const Model& m, Document& d, bool part_data) {
   StoreAttributes(part, m.objects.at(m.part));
 }
 
+// --- Checking what was read ------------------------------------------------------
+
+bool Finite(const gp_Pnt& p) {
+  return std::isfinite(p.X()) && std::isfinite(p.Y()) && std::isfinite(p.Z());
+}
+
+// Why the shape of a body cannot be worked on (a face without a surface, an
+// edge without a curve, a point that is not a number), or empty. With
+// `exercise`, the geometry is also evaluated as the blank computation
+// evaluates it (surface points and derivatives, curve points, boxes), so a
+// shape that would bring the kernel down does so here, in the reading child.
+std::string ShapeFault(const TopoDS_Shape& shape, bool exercise) {
+  if (shape.IsNull()) return "has no shape";
+  for (TopExp_Explorer e(shape, TopAbs_VERTEX); e.More(); e.Next())
+    if (!Finite(BRep_Tool::Pnt(TopoDS::Vertex(e.Current()))))
+      return "has a point that is not a number";
+  for (TopExp_Explorer e(shape, TopAbs_EDGE); e.More(); e.Next()) {
+    const TopoDS_Edge& edge = TopoDS::Edge(e.Current());
+    if (BRep_Tool::Degenerated(edge)) continue;
+    double first = 0, last = 0;
+    if (BRep_Tool::Curve(edge, first, last).IsNull()) return "has an edge without a curve";
+    if (!std::isfinite(first) || !std::isfinite(last)) return "has an edge without bounds";
+    if (exercise) {
+      BRepAdaptor_Curve c(edge);
+      if (!Finite(c.Value((first + last) / 2))) return "has an edge that is not a number";
+    }
+  }
+  for (TopExp_Explorer e(shape, TopAbs_FACE); e.More(); e.Next()) {
+    const TopoDS_Face& face = TopoDS::Face(e.Current());
+    if (BRep_Tool::Surface(face).IsNull()) return "has a face without a surface";
+    if (!exercise) continue;
+    double u0 = 0, u1 = 0, v0 = 0, v1 = 0;
+    BRepTools::UVBounds(face, u0, u1, v0, v1);
+    if (!std::isfinite(u0 + u1 + v0 + v1)) return "has a face without bounds";
+    BRepAdaptor_Surface s(face, true);
+    BRepLProp_SLProps props(s, (u0 + u1) / 2, (v0 + v1) / 2, 1, 1e-9);
+    if (!Finite(props.Value())) return "has a face that is not a number";
+    Bnd_Box box;
+    BRepBndLib::Add(face, box, false);
+  }
+  if (exercise) {
+    Bnd_Box box;
+    BRepBndLib::Add(shape, box, false);
+  }
+  return {};
+}
+
 // --- Reading the part data back --------------------------------------------------
 
 // Reading errors without the file's name; the caller adds it.
@@ -471,7 +555,7 @@ void LoadDisplayed(const TDataStd_IntegerArray& ints, const TDF_Label& named,
   o.attributes = LoadAttributes(entry);
 }
 
-Model ReadModel(Document& d) {
+Model ReadModel(Document& d, bool exercise) {
   TDF_Label data = d.Data(false);
   Handle(TDataStd_Name) marker;
   Handle(TDataStd_Integer) version;
@@ -516,6 +600,8 @@ Model ReadModel(Document& d) {
     const TDF_Label label = ref->Get();
     const TopoDS_Shape shape = shapes->GetShape(label);
     if (shape.IsNull()) throw Damaged("a body has no shape");
+    if (const std::string fault = ShapeFault(shape, exercise); !fault.empty())
+      throw Damaged(text::Format("body %d ", static_cast<int>(pending.size()) + 1) + fault);
     Handle(TDataStd_IntegerArray) ints = Ints(entry, 4);
     Object o;
     o.kind = ObjectKind::Body;
@@ -638,6 +724,7 @@ class StepWalker {
 
   std::vector<ReadSolid> solids;
   int skipped = 0;
+  int sheets = 0, curves = 0, points = 0;
 
  private:
   Style Merged(const Style& base, const TDF_Label& label) const {
@@ -682,6 +769,12 @@ class StepWalker {
           face_colors.Bind(f.Current(), ColorIndex(*c));
     }
 
+    // Pieces outside the solids are counted, not read: sheets (shells and
+    // faces), curves (edges and wires) and points.
+    for (TopExp_Explorer e(shape, TopAbs_SHELL, TopAbs_SOLID); e.More(); e.Next()) ++sheets;
+    for (TopExp_Explorer e(shape, TopAbs_FACE, TopAbs_SHELL); e.More(); e.Next()) ++sheets;
+    for (TopExp_Explorer e(shape, TopAbs_EDGE, TopAbs_FACE); e.More(); e.Next()) ++curves;
+    for (TopExp_Explorer e(shape, TopAbs_VERTEX, TopAbs_EDGE); e.More(); e.Next()) ++points;
     bool any = false;
     for (TopExp_Explorer e(shape, TopAbs_SOLID); e.More(); e.Next()) {
       any = true;
@@ -729,6 +822,54 @@ class StepWalker {
   Handle(XCAFDoc_LayerTool) layers_;
 };
 
+// True when the file ends with the STEP trailer (blanks after it allowed):
+// a file cut short is refused rather than read in part.
+bool EndsLikeStep(const std::string& path) {
+  std::ifstream in(path, std::ios::binary | std::ios::ate);
+  const std::streamoff size = in.tellg();
+  const std::streamoff n = std::min<std::streamoff>(size, 256);
+  std::string tail(static_cast<std::size_t>(std::max<std::streamoff>(n, 0)), '\0');
+  in.seekg(size - n);
+  in.read(tail.data(), n);
+  while (!tail.empty() && std::isspace(static_cast<unsigned char>(tail.back()))) tail.pop_back();
+  constexpr std::string_view kEnd = "END-ISO-10303-21;";
+  return tail.size() >= kEnd.size() &&
+         tail.compare(tail.size() - kEnd.size(), kEnd.size(), kEnd) == 0;
+}
+
+// The first failure the reader found in the file's syntax and references, as
+// "entity #N: message"; empty when there is none.
+std::string FirstFail(const Handle(XSControl_WorkSession) & ws) {
+  if (ws.IsNull()) return {};
+  Interface_CheckIterator checks = ws->ModelCheckList(Standard_False);
+  const Handle(StepData_StepModel) model = Handle(StepData_StepModel)::DownCast(ws->Model());
+  int fails = 0;
+  std::string first;
+  for (checks.Start(); checks.More(); checks.Next()) {
+    const Handle(Interface_Check)& check = checks.Value();
+    if (check.IsNull() || !check->HasFailed()) continue;
+    // An entity of a type this reader does not know (newer schemas, other
+    // vendors) is passed over by the transfer; only what the solids are made
+    // of, and what refers to it wrongly, counts.
+    const int at = checks.Number();
+    if (!model.IsNull() && at > 0 && at <= model->NbEntities() &&
+        model->Value(at)->IsKind(STANDARD_TYPE(StepData_UndefinedEntity)))
+      continue;
+    if (++fails > 1) continue;
+    const int number = checks.Number();
+    std::string what = check->NbFails() > 0 && check->CFail(1)[0] != '\0'
+                           ? check->CFail(1)
+                           : "not as the standard says";
+    while (!what.empty() && std::isspace(static_cast<unsigned char>(what.back()))) what.pop_back();
+    first = number > 0 && !model.IsNull() && number <= model->NbEntities()
+                ? text::Format("entity #%d: ", model->IdentLabel(model->Value(number))) + what
+                : what;
+  }
+  if (fails > 1)
+    first += text::Format(" (and %d more %s)", fails - 1, fails == 2 ? "fault" : "faults");
+  return LenientGbk(first);
+}
+
 }  // namespace
 
 PartFileKind DetectPartFile(const std::string& path) {
@@ -756,8 +897,15 @@ StepReport OpenStep(MemoryHost& host, const std::string& path) {
     reader.SetColorMode(Standard_True);
     reader.SetNameMode(Standard_True);
     reader.SetLayerMode(Standard_True);
+    if (!EndsLikeStep(path))
+      throw FileError(path, "is cut short: it does not end with \"END-ISO-10303-21;\"");
     if (reader.ReadFile(path.c_str()) != IFSelect_RetDone)
       throw FileError(path, "cannot be read: it is not a valid STEP file");
+    // What the file says wrongly (an entity of no known type, a reference to
+    // no entity, a parameter of the wrong kind) would drop faces or bodies
+    // without a word: the file is refused instead.
+    if (const std::string fail = FirstFail(reader.ChangeReader().WS()); !fail.empty())
+      throw FileError(path, "is damaged: " + fail);
     d.New();
     if (!reader.Transfer(d.handle()))
       throw FileError(path, "holds nothing that could be read as a shape");
@@ -819,8 +967,23 @@ StepReport OpenStep(MemoryHost& host, const std::string& path) {
       m.layer_status[static_cast<std::size_t>(layer)] = host::kStatusHidden;
   }
 
+  int number = 0;
+  for (const ReadSolid& solid : walker->solids) {
+    ++number;
+    std::string fault;
+    try {
+      fault = ShapeFault(solid.shape, true);
+    } catch (const Standard_Failure& e) {
+      fault = std::string("cannot be evaluated: ") + e.GetMessageString();
+    }
+    if (!fault.empty())
+      throw FileError(path, text::Format("is damaged: solid %d ", number) + fault);
+  }
   report.bodies = static_cast<int>(walker->solids.size());
   report.skipped_shapes = walker->skipped;
+  report.sheets = walker->sheets;
+  report.curves = walker->curves;
+  report.points = walker->points;
   host.model() = std::move(m);
   host.SetPartLeaf(LeafOf(path));
   return report;
@@ -833,6 +996,7 @@ void SaveStep(MemoryHost& host, const std::string& path, const std::string& time
   const fs::path target(path);
   const fs::path temp = SaveBeside(path);
   std::error_code ec;
+  DeferInterrupts defer;
   try {
     STEPCAFControl_Writer writer;
     Interface_Static::SetCVal("write.step.schema", "AP214IS");
@@ -862,10 +1026,13 @@ void SaveStep(MemoryHost& host, const std::string& path, const std::string& time
   }
 }
 
-void SavePartFile(MemoryHost& host, const std::string& path) {
+namespace {
+
+// The bytes of a part file of the model, without its check record.
+std::string PartFileBytes(const Model& m, const std::string& path) {
   QuietKernel quiet;
   Document d;
-  BuildDocument(host.model(), d, true);
+  BuildDocument(m, d, true);
   std::ostringstream out;
   PCDM_StoreStatus status = PCDM_SS_Failure;
   try {
@@ -875,12 +1042,32 @@ void SavePartFile(MemoryHost& host, const std::string& path) {
   }
   if (status != PCDM_SS_OK)
     throw FileError(path, text::Format("cannot be written (document status %d)", int(status)));
-  std::string bytes = std::move(out).str();
-  bytes += Trailer(bytes);
-  WriteAtomically(path, bytes);
+  return std::move(out).str();
 }
 
-void OpenPartFile(MemoryHost& host, const std::string& path) {
+// The model held by the document bytes `payload` (check record removed).
+Model ReadPartBytes(std::string payload, const std::string& path, bool exercise = false) {
+  QuietKernel quiet;
+  Document d;
+  try {
+    std::istringstream in(std::move(payload), std::ios::binary);
+    const PCDM_ReaderStatus status = App()->Open(in, d.handle());
+    if (status != PCDM_RS_OK)
+      throw FileError(path, text::Format("cannot be read (document status %d)", int(status)));
+    return ReadModel(d, exercise);
+  } catch (const Damaged& e) {
+    throw FileError(path, std::string("is damaged: ") + e.what());
+  } catch (const text::EncodingError&) {
+    throw FileError(path, "is damaged: a text is not GBK");
+  } catch (const NotOurs& e) {
+    throw FileError(path, e.what());
+  } catch (const Standard_Failure& e) {
+    throw FileError(path, std::string("cannot be read: ") + e.GetMessageString());
+  }
+}
+
+// The document bytes of a part file, its check record verified.
+std::string CheckedPartFile(const std::string& path) {
   std::string bytes = ReadWholeFile(path);
   if (LooksLikeStep(std::string_view(bytes).substr(0, 64)))
     throw FileError(path, "is a STEP file, not a part file");
@@ -895,45 +1082,194 @@ void OpenPartFile(MemoryHost& host, const std::string& path) {
   const std::string_view payload(bytes.data(), bytes.size() - kTrailerSize);
   if (Trailer(payload) != std::string_view(bytes).substr(payload.size()))
     throw FileError(path, "is damaged (its contents do not match its check record)");
+  bytes.resize(payload.size());
+  return bytes;
+}
 
-  QuietKernel quiet;
-  Document d;
-  try {
-    std::istringstream in(std::string(payload), std::ios::binary);
-    bytes.clear();
-    const PCDM_ReaderStatus status = App()->Open(in, d.handle());
-    if (status != PCDM_RS_OK)
-      throw FileError(path, text::Format("cannot be read (document status %d)", int(status)));
-    Model m = ReadModel(d);
-    host.model() = std::move(m);
-  } catch (const Damaged& e) {
-    throw FileError(path, std::string("is damaged: ") + e.what());
-  } catch (const text::EncodingError&) {
-    throw FileError(path, "is damaged: a text is not GBK");
-  } catch (const NotOurs& e) {
-    throw FileError(path, e.what());
-  } catch (const Standard_Failure& e) {
-    throw FileError(path, std::string("cannot be read: ") + e.GetMessageString());
+// --- Reading in a child process ----------------------------------------------------
+//
+// The kernel's readers trust their input: a damaged file can bring them down
+// (a null pointer followed, memory overrun) or make them fail on closing. The
+// file is therefore read first in a child process, which hands back either a
+// message or what it read; the program itself only ever reads what the child
+// has checked or written.
+
+void PutInt(std::string& out, std::uint64_t v) {
+  for (int i = 0; i < 8; ++i) out += static_cast<char>((v >> (8 * i)) & 0xFF);
+}
+
+std::uint64_t GetInt(std::string_view& in) {
+  if (in.size() < 8) throw host::HostError("short answer");
+  std::uint64_t v = 0;
+  for (int i = 0; i < 8; ++i) v |= std::uint64_t(static_cast<unsigned char>(in[i])) << (8 * i);
+  in.remove_prefix(8);
+  return v;
+}
+
+std::string GetText(std::string_view& in) {
+  const std::uint64_t n = GetInt(in);
+  if (n > in.size()) throw host::HostError("short answer");
+  std::string out(in.substr(0, n));
+  in.remove_prefix(n);
+  return out;
+}
+
+bool WriteAll(int fd, std::string_view bytes) {
+  while (!bytes.empty()) {
+    const ssize_t n = ::write(fd, bytes.data(), bytes.size());
+    if (n < 0 && errno == EINTR) continue;
+    if (n <= 0) return false;
+    bytes.remove_prefix(static_cast<std::size_t>(n));
   }
+  return true;
+}
+
+// Runs `work` in a child process. The child answers 'O' + what `work`
+// returns, or 'E' + the message of a HostError. Returns the answer after
+// 'O'; throws the child's message, or a FileError naming the file when the
+// child ended without an answer (killed by a signal).
+template <class Work>
+std::string InChild(const std::string& path, const char* reader, Work work) {
+  int fds[2];
+  if (::pipe2(fds, O_CLOEXEC) != 0)
+    throw FileError(path, std::string("cannot be read: ") + std::strerror(errno));
+  std::fflush(nullptr);
+  const pid_t pid = ::fork();
+  if (pid < 0) {
+    const int err = errno;
+    ::close(fds[0]);
+    ::close(fds[1]);
+    throw FileError(path,
+                    std::string("cannot be read: no reader process (") + std::strerror(err) + ")");
+  }
+  if (pid == 0) {
+    ::close(fds[0]);
+    // The child ends as the kernel makes it end: no handler of the program
+    // (which would clean up the parent's files) runs in it.
+    for (int sig : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT, SIGINT, SIGTERM, SIGHUP, SIGPIPE})
+      ::signal(sig, SIG_DFL);
+    std::string answer;
+    try {
+      answer = "O" + work();
+    } catch (const std::exception& e) {
+      answer = std::string("E") + e.what();
+    } catch (...) {
+      answer = "E" + Quoted(path) + " cannot be read";
+    }
+    _exit(WriteAll(fds[1], answer) ? 0 : 3);
+  }
+  ::close(fds[1]);
+  std::string answer;
+  char buffer[65536];
+  for (;;) {
+    const ssize_t n = ::read(fds[0], buffer, sizeof buffer);
+    if (n < 0 && errno == EINTR) continue;
+    if (n <= 0) break;
+    answer.append(buffer, static_cast<std::size_t>(n));
+  }
+  ::close(fds[0]);
+  int status = 0;
+  while (::waitpid(pid, &status, 0) < 0 && errno == EINTR) {
+  }
+  if (WIFSIGNALED(status)) {
+    const int sig = WTERMSIG(status);
+    // An interrupt of the user reaches the parent too; a kill from outside
+    // names itself.
+    if (sig == SIGINT || sig == SIGTERM || sig == SIGKILL || sig == SIGHUP)
+      throw FileError(path, std::string("was not read: the ") + reader + " was stopped (" +
+                                strsignal(sig) + ")");
+    throw FileError(path, std::string("cannot be read: it is damaged (the ") + reader +
+                              " failed on it: " + strsignal(sig) + ")");
+  }
+  if (!WIFEXITED(status) || WEXITSTATUS(status) != 0 || answer.empty())
+    throw FileError(path, std::string("cannot be read: it is damaged (the ") + reader +
+                              " ended without an answer)");
+  if (answer[0] == 'E') throw host::HostError(answer.substr(1));
+  return answer.substr(1);
+}
+
+}  // namespace
+
+void SavePartFile(MemoryHost& host, const std::string& path) {
+  std::string bytes = PartFileBytes(host.model(), path);
+  bytes += Trailer(bytes);
+  WriteAtomically(path, bytes);
+}
+
+void OpenPartFile(MemoryHost& host, const std::string& path) {
+  Model m = ReadPartBytes(CheckedPartFile(path), path);
+  host.model() = std::move(m);
   host.SetPartLeaf(LeafOf(path));
 }
 
 StepReport OpenPart(MemoryHost& host, const std::string& path) {
+  std::error_code ec;
+  const auto status = fs::status(path, ec);
+  if (!fs::exists(status)) throw FileError(path, "does not exist");
+  if (fs::is_directory(status)) throw FileError(path, "is a folder, not a file");
+  if (!fs::is_regular_file(status)) throw FileError(path, "is not a regular file");
+  {
+    std::ifstream in(path, std::ios::binary);
+    if (!in) throw FileError(path, std::string("cannot be opened: ") + std::strerror(errno));
+  }
+  if (fs::file_size(path, ec) == 0) throw FileError(path, "is empty");
   switch (DetectPartFile(path)) {
-    case PartFileKind::kStep:
-      return OpenStep(host, path);
+    case PartFileKind::kStep: {
+      // The child reads the model and hands it back as the bytes of a part
+      // file, with the report.
+      const std::string answer = InChild(path, "STEP reader", [&] {
+        MemoryHost scratch;
+        const StepReport r = OpenStep(scratch, path);
+        std::string out;
+        for (int v : {r.bodies, r.skipped_shapes, r.sheets, r.curves, r.points})
+          PutInt(out, static_cast<std::uint64_t>(v));
+        PutInt(out, r.mapped.size());
+        for (const MappedLayer& m : r.mapped) {
+          PutInt(out, static_cast<std::uint64_t>(m.layer));
+          PutInt(out, m.name.size());
+          out += m.name;
+        }
+        return out + PartFileBytes(scratch.model(), path);
+      });
+      StepReport report;
+      std::string_view in(answer);
+      try {
+        report.bodies = static_cast<int>(GetInt(in));
+        report.skipped_shapes = static_cast<int>(GetInt(in));
+        report.sheets = static_cast<int>(GetInt(in));
+        report.curves = static_cast<int>(GetInt(in));
+        report.points = static_cast<int>(GetInt(in));
+        const std::uint64_t mapped = GetInt(in);
+        for (std::uint64_t i = 0; i < mapped; ++i) {
+          MappedLayer m;
+          m.layer = static_cast<int>(GetInt(in));
+          m.name = GetText(in);
+          report.mapped.push_back(std::move(m));
+        }
+      } catch (const host::HostError&) {
+        throw FileError(path, "cannot be read: the STEP reader gave a short answer");
+      }
+      Model m = ReadPartBytes(std::string(in), path);
+      host.model() = std::move(m);
+      host.SetPartLeaf(LeafOf(path));
+      return report;
+    }
     case PartFileKind::kPartFile:
+      // The child reads the file through; only then is it read here.
+      InChild(path, "part file reader", [&] {
+        ReadPartBytes(CheckedPartFile(path), path, true);
+        return std::string();
+      });
       OpenPartFile(host, path);
       return {};
-    case PartFileKind::kMissing: {
-      std::error_code ec;
-      if (fs::is_directory(path, ec)) throw FileError(path, "is a folder, not a file");
-      throw FileError(path, "does not exist");
-    }
+    case PartFileKind::kMissing:
+      throw FileError(path, "cannot be opened");
     case PartFileKind::kOther:
       break;
   }
-  throw FileError(path, "is neither a STEP file nor a part file");
+  throw FileError(path,
+                  "is neither a STEP file nor a part file (it does not start with "
+                  "\"ISO-10303-21\" or \"BINFILE\")");
 }
 
 }  // namespace memory

@@ -40,6 +40,9 @@ struct StepReport {
   int bodies = 0;                   // solids read, each now a body
   std::vector<MappedLayer> mapped;  // by name, in the order of the names
   int skipped_shapes = 0;           // shapes that hold no solid (wires, sheets ...)
+  // Pieces outside every solid, which are not read: sheets (open shells and
+  // faces), curves (edges) and points.
+  int sheets = 0, curves = 0, points = 0;
 };
 
 // What a file is, by its first bytes.
@@ -74,7 +77,10 @@ void SavePartFile(MemoryHost& host, const std::string& path);
 void OpenPartFile(MemoryHost& host, const std::string& path);
 
 // Opens a STEP file or a part file, whichever `path` holds (by its content).
-// The report is empty for a part file.
+// The report is empty for a part file. The file is read first in a child
+// process: a file that brings the kernel's reader down (a damaged STEP file,
+// a forged part file) gives a HostError naming the file, and the program
+// goes on.
 StepReport OpenPart(MemoryHost& host, const std::string& path);
 
 }  // namespace memory
