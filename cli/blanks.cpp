@@ -1,15 +1,19 @@
 // diebom blanks PART: the blank list of the bodies on the template layers.
 #include <algorithm>
+#include <cctype>
+#include <cmath>
 #include <cstdio>
 #include <filesystem>
 #include <set>
 
 #include "blank/material_param.h"
 #include "blank/material_param_calculator.h"
+#include "cli/model_bodies.h"
 #include "cli/output.h"
 #include "cli/progress.h"
 #include "cli/tool.h"
 #include "cli/workspace.h"
+#include "config/config_folder.h"
 #include "config/material_bom_config.h"
 #include "host/memory/memory_host.h"
 #include "host/memory/part_file.h"
@@ -40,12 +44,21 @@ constexpr const char* kBlanksHelp =
     "  --mode MODE      rounded: blank sizes up to the next half millimetre\n"
     "                   (default); exact: blank sizes as measured\n"
     "  --format FORMAT  table (default, aligned columns), csv or json\n"
+    "  --all-layers     list the solid bodies of every layer, not only those on\n"
+    "                   the template layers (layer name and code prefix stay\n"
+    "                   empty where the layer table has none)\n"
     "  --save OUT       write the part with the attributes this run set to the part\n"
-    "                   file OUT; a later run on OUT reads every blank back\n"
+    "                   file OUT (ending in .xbf, not PART itself); a later run on\n"
+    "                   OUT reads every blank back\n"
     "  -v, --verbose    tell on standard error how many bodies were computed and\n"
     "                   how many were read back\n"
     "  -h, --help       show this help and exit\n"
     "\n"
+    "Standard error tells how many solids lie off the template layers, how many\n"
+    "shapes are not solids, and warns of a configuration that leaves bodies\n"
+    "without material or weights wrong (no density, no colour table, no\n"
+    "machining-process table). A body whose size cannot be measured is named\n"
+    "there and left out, and the exit status is then 1.\n"
     "A progress bar is drawn on standard error when it is a terminal.\n";
 
 // The titles the material BOM's save writes on every body, with the record's
@@ -84,6 +97,7 @@ int RunBlanks(const std::vector<std::string>& args) {
                                              {"mode", 0, true},
                                              {"format", 0, true},
                                              {"save", 0, true},
+                                             {"all-layers", 0, false},
                                              {"verbose", 'v', false},
                                              {"help", 'h', false}});
   if (parsed.flags.count("help")) {
@@ -114,10 +128,19 @@ int RunBlanks(const std::vector<std::string>& args) {
   const std::string save = value("save", "");
   if (parsed.values.count("save") && save.empty()) throw UsageError("--save needs a file name");
   const bool verbose = parsed.flags.count("verbose") > 0;
+  const bool all_layers = parsed.flags.count("all-layers") > 0;
 
-  // Fail before the work when the result could not be saved.
+  // Fail before the work when the result could not be saved, or would
+  // replace the model it comes from.
   if (!save.empty()) {
+    std::string extension = fs::path(save).extension().string();
+    for (char& c : extension) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    if (extension != memory::kPartFileExtension)
+      throw UsageError("--save writes a part file, whose name ends in \".xbf\", not '" +
+                       PathText(save) + "'");
     std::error_code ec;
+    if (fs::equivalent(save, part, ec))
+      throw UsageError("--save " + PathText(save) + " would replace the model being read");
     const fs::path out(save);
     const fs::path folder = out.parent_path().empty() ? fs::path(".") : out.parent_path();
     if (!fs::is_directory(folder, ec))
@@ -125,40 +148,43 @@ int RunBlanks(const std::vector<std::string>& args) {
     if (fs::is_directory(out, ec))
       throw Failure("cannot save to " + PathText(save) + ": it is a folder");
   }
+  const std::string tool = "diebom blanks";
 
   memory::MemoryHost host;
   Workspace workspace(host, value("config", SampleConfigRoot()));
+  Workspace::SetCrashText(ConsoleText(tool + ": internal error while working on " + PathText(part) +
+                                      ": the geometry kernel failed on "
+                                      "its shapes (a damaged model?); nothing was saved\n"));
   const memory::StepReport report = memory::OpenPart(host, part);
   for (const memory::MappedLayer& m : report.mapped)
-    PrintError("diebom blanks: layer \"" + m.name + "\" of " + PathText(part) +
+    PrintError(tool + ": layer \"" + m.name + "\" of " + PathText(part) +
                text::Format(" is put on layer %d\n", m.layer));
   host.session().Initialize();
 
   const config::MaterialBomSettings settings = config::MaterialBomSettings::Load(host);
   const std::set<int> template_layers(settings.material.template_layers.begin(),
                                       settings.material.template_layers.end());
-  if (template_layers.empty())
-    throw Failure("the configuration names no template layers (column \"模板图层\" of " +
-                  (settings.layer_table_path.empty() ? std::string("the layer table")
-                                                     : settings.layer_table_path) +
-                  (workspace.has_layer_work_file() ? "" : "; config/TK/Layerwrk.txt is missing") +
-                  ")");
-
-  // The solid bodies of the template layers, standard parts left out, layer
-  // by layer in the part's order.
-  std::vector<host::Tag> bodies;
-  int standard = 0;
-  for (host::Tag b : host.bodies().PartBodies(host.session().WorkPart())) {
-    if (!host.bodies().IsSolidBody(b) || !template_layers.count(host.objects().Layer(b))) continue;
-    if (host.attributes().Has(b, T::kStandardPart)) {
-      ++standard;
-      continue;
-    }
-    bodies.push_back(b);
+  if (template_layers.empty() && !all_layers) {
+    std::string why;
+    if (!workspace.has_layer_work_file())
+      why = "config/TK/Layerwrk.txt, which names the layer table, is missing";
+    else if (config::CurrentLayerFileName(host.platform()).empty())
+      why = "config/TK/Layerwrk.txt names no layer table (no line CURRENT_LAYER_FILE=...)";
+    else if (!host.platform().FileExists(settings.layer_table_path))
+      why = "the layer table " + ShownPath(host, settings.layer_table_path) +
+            " named in config/TK/Layerwrk.txt does not exist";
+    else
+      why = "the layer table " + ShownPath(host, settings.layer_table_path) +
+            " has no layer under \"模板图层\"";
+    throw Failure("no template layers: " + why + "; --all-layers lists the bodies of every layer");
   }
-  std::stable_sort(bodies.begin(), bodies.end(), [&](host::Tag a, host::Tag b) {
-    return host.objects().Layer(a) < host.objects().Layer(b);
-  });
+
+  // The solid bodies to list, standard parts left out, layer by layer in the
+  // part's order.
+  const ModelBodies chosen = ChooseModelBodies(host, template_layers, all_layers, report);
+  PrintError(BodySummary(tool, chosen));
+  const std::vector<host::Tag>& bodies = chosen.bodies;
+  const int standard = chosen.standard_parts;
 
   blank::BomOptions options;
   options.mode = mode == "rounded" ? 0 : 1;
@@ -174,8 +200,22 @@ int RunBlanks(const std::vector<std::string>& args) {
     }
   }
 
+  PrintError(MaterialWarnings(tool, host, settings, records));
+
+  // A body whose size cannot be measured (too small or degenerate for the
+  // kernel) has no blank: it is named and left out, and the job fails.
+  int unmeasured = 0;
   std::vector<BlankRow> rows;
   for (const blank::MaterialParam& p : records) {
+    if (!std::isfinite(p.length) || !std::isfinite(p.width) || !std::isfinite(p.thickness) ||
+        p.spec.find("nan") != std::string::npos || p.spec.find("inf") != std::string::npos) {
+      ++unmeasured;
+      const std::string name = host.objects().Name(p.body);
+      PrintError(tool + ": the size of body " + (name.empty() ? "" : "\"" + name + "\" ") +
+                 text::Format("(layer %d) cannot be measured; it is left out of the list\n",
+                              host.objects().Layer(p.body)));
+      continue;
+    }
     BlankRow r;
     r.layer = host.objects().Layer(p.body);
     r.name = ConsoleText(p.name);
@@ -190,13 +230,13 @@ int RunBlanks(const std::vector<std::string>& args) {
     r.remark = ConsoleText(p.remark);
     rows.push_back(std::move(r));
   }
-  std::fputs(FormatBlanks(rows, format).c_str(), stdout);
-  std::fflush(stdout);
+  WriteOutput(FormatBlanks(rows, format));
   if (verbose)
     PrintError(
-        text::Format("diebom blanks: %zu bodies on the template layers (%d standard parts on them "
+        text::Format("diebom blanks: %zu bodies on the %s (%d standard parts on them "
                      "left out): %zu computed, %d read back\n",
-                     records.size(), standard, records.size() - read_back, read_back));
+                     records.size(), all_layers ? "listed layers" : "template layers", standard,
+                     records.size() - read_back, read_back));
 
   if (!save.empty()) {
     for (const blank::MaterialParam& p : records) WriteSavedAttributes(host, p);
@@ -204,6 +244,9 @@ int RunBlanks(const std::vector<std::string>& args) {
     if (verbose) PrintError("diebom blanks: saved " + PathText(save) + "\n");
   }
   host.session().Terminate();
+  if (unmeasured > 0)
+    throw Failure(text::Format("%d of %zu bodies could not be measured and are not listed",
+                               unmeasured, records.size()));
   return kSuccess;
 }
 

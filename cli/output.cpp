@@ -1,7 +1,12 @@
 #include "cli/output.h"
 
 #include <array>
+#include <cerrno>
 #include <cstdint>
+#include <cstdio>
+#include <cstring>
+
+#include "cli/tool.h"
 
 #include "host/text.h"
 
@@ -70,6 +75,18 @@ std::array<std::string, kColumns> Cells(const BlankRow& r) {
 std::string Utf8(const char* gbk) { return text::GbkToUtf8(gbk); }
 
 }  // namespace
+
+void WriteOutput(std::string_view utf8) {
+  errno = 0;
+  const bool written = std::fwrite(utf8.data(), 1, utf8.size(), stdout) == utf8.size();
+  const bool flushed = std::fflush(stdout) == 0;
+  if (!written || !flushed || std::ferror(stdout)) {
+    const int err = errno;
+    std::clearerr(stdout);
+    throw Failure(std::string("cannot write the list to standard output") +
+                  (err ? std::string(": ") + std::strerror(err) : std::string()));
+  }
+}
 
 int DisplayWidth(std::string_view utf8) {
   int width = 0;

@@ -25,6 +25,10 @@ int DisplayWidth(std::string_view utf8);
 // heading row of the CSV are included; JSON is an array of objects).
 std::string FormatBlanks(const std::vector<BlankRow>& rows, Format format);
 
+// Writes UTF-8 text to standard output and flushes it; a write that fails
+// (a full disk, a closed pipe) throws Failure naming the problem.
+void WriteOutput(std::string_view utf8);
+
 // A CSV field (RFC 4180) and a JSON string literal.
 std::string CsvField(std::string_view text);
 std::string JsonString(std::string_view text);

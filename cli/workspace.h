@@ -15,7 +15,8 @@ namespace cli {
 //   layer tools write on the PC at that fixed place), when the root has one;
 // - the desktop, the per-user application data folder and the working folder
 //   are in that temporary folder too, so nothing outside it is written.
-// The temporary folder is removed at the end. Throws Failure when the root is
+// The temporary folder is removed at the end, also when the run is
+// interrupted (SIGINT, SIGTERM, SIGHUP) or crashes. Throws Failure when the root is
 // not a folder or its path has no GBK form.
 class Workspace {
  public:
@@ -23,6 +24,11 @@ class Workspace {
   ~Workspace();
   Workspace(const Workspace&) = delete;
   Workspace& operator=(const Workspace&) = delete;
+
+  // The line (UTF-8, ending in "\n") written to standard error when the
+  // program is brought down by a fault (SIGSEGV, SIGBUS, SIGFPE, SIGILL)
+  // while the workspace lives; the exit status is then 1.
+  static void SetCrashText(const std::string& utf8_line);
 
   const std::string& root() const { return root_; }  // absolute, UTF-8
   const std::string& temp() const { return temp_; }  // UTF-8
