@@ -20,8 +20,14 @@ std::string GetConfigFolderPath(host::Host& host) {
   host::Platform& platform = host.platform();
   if (!platform.FileExists(table_path)) return folder;
 
+  // A table that cannot be read as one (UTF-16, a quote left open, ...)
+  // selects no set, as a missing one does.
   ReadConfigFile table(platform);
-  if (!table.OpenConfigFile(table_path)) return folder;
+  try {
+    if (!table.OpenConfigFile(table_path)) return folder;
+  } catch (const ConfigError&) {
+    return folder;
+  }
   const std::vector<std::string> names = table.GetColumnValue("文件夹名称");
   const std::vector<std::string> flags = table.GetColumnValue("有效配置");
   if (names.empty() || flags.empty()) return folder;
@@ -59,7 +65,12 @@ bool IsFileExist(host::Platform& platform, const std::string& path) {
 }
 
 std::string CurrentLayerFileName(host::Platform& platform) {
-  for (const std::string& line : GetFileContent(platform, kLayerWorkFile)) {
+  std::vector<std::string> lines = GetFileContent(platform, kLayerWorkFile);
+  // Only a file marked as UTF-8 (by its byte-order mark) is converted: GBK
+  // names are often valid UTF-8 too ("小位" is), and are kept as they are.
+  const bool utf8 = !lines.empty() && lines.front().rfind("\xEF\xBB\xBF", 0) == 0;
+  if (utf8) lines.front().erase(0, 3);
+  for (const std::string& line : lines) {
     if (line.find("CURRENT_LAYER_FILE") == std::string::npos) continue;
     const std::size_t equals = line.find('=');
     if (equals == std::string::npos) return {};
@@ -68,9 +79,7 @@ std::string CurrentLayerFileName(host::Platform& platform) {
     if (first == std::string::npos) return {};
     name.erase(0, first);
     name.erase(name.find_last_not_of(' ') + 1);
-    // A name saved as UTF-8 (by an editor) is taken over into GBK; a GBK name,
-    // which is practically never valid UTF-8, stays as it is.
-    if (std::any_of(name.begin(), name.end(), [](char c) { return (c & 0x80) != 0; })) {
+    if (utf8) {
       try {
         name = text::Utf8ToGbk(name);
       } catch (const text::EncodingError&) {

@@ -22,9 +22,9 @@ inline constexpr const char* kLayerWorkFile = "D:\\MYTOOL\\config\\TK\\Layerwrk.
 // row of root + "\config\standard.csv" whose "有效配置" is exactly "Y" or "y"
 // and whose "文件夹名称" is not empty, in row order (two valid rows A, B give
 // root + "\config\A\B"). Empty when RQConfig is unset; root + "\config" when
-// the table is missing, unreadable or lacks either column. Initialises the
-// host session first when it is not. Throws ConfigError for a table that is
-// read but malformed.
+// the table is missing, unreadable (also when it is no valid table: UTF-16,
+// a quote left open) or lacks either column. Initialises the host session
+// first when it is not.
 std::string GetConfigFolderPath(host::Host& host);
 
 // The lines of a text file as a text-mode line reader gives them: every "\n"
@@ -38,8 +38,9 @@ bool IsFileExist(host::Platform& platform, const std::string& path);
 
 // The current layer file name from the layer work file: the first line that
 // contains "CURRENT_LAYER_FILE", the text after its first "=", without leading
-// and then trailing spaces; a name saved as UTF-8 is converted to GBK. Empty when the file cannot
-// be read, no line matches, or the line has no "=".
+// and then trailing spaces, as the file's bytes (GBK); only in a file that
+// starts with the UTF-8 byte-order mark is it converted from UTF-8. Empty
+// when the file cannot be read, no line matches, or the line has no "=".
 std::string CurrentLayerFileName(host::Platform& platform);
 
 }  // namespace config

@@ -1,5 +1,6 @@
 #include "config/csv.h"
 
+#include <algorithm>
 #include <climits>
 #include <cstdlib>
 
@@ -35,6 +36,7 @@ bool IsAscii(std::string_view s) {
 }
 
 bool IsValidUtf8(std::string_view s) {
+  if (s.empty()) return true;
   try {
     text::Utf8ToWide(s);
     return true;
@@ -43,12 +45,92 @@ bool IsValidUtf8(std::string_view s) {
   }
 }
 
+// Code page 936 as the host reads it: ASCII, 0x80 alone, and two-byte
+// characters of a lead byte 0x81-0xFE and a trail byte 0x40-0xFE other than
+// 0x7F, the user-defined areas (0xAAA1, 0xFEFE, ...) included. `bad` gets
+// the offset of the first byte that starts no character.
+bool IsCp936(std::string_view s, std::size_t* bad) {
+  for (std::size_t i = 0; i < s.size();) {
+    const unsigned char c = static_cast<unsigned char>(s[i]);
+    if (c < 0x81 || c == 0xFF) {
+      if (c == 0xFF) {
+        *bad = i;
+        return false;
+      }
+      ++i;
+      continue;
+    }
+    const unsigned char t = i + 1 < s.size() ? static_cast<unsigned char>(s[i + 1]) : 0;
+    if (t < 0x40 || t == 0x7F || t == 0xFF) {
+      *bad = i;
+      return false;
+    }
+    i += 2;
+  }
+  return true;
+}
+
+// The byte-order mark of UTF-16 text: 1 little-endian, 2 big-endian, 0 none.
+int Utf16Order(std::string_view bytes) {
+  if (bytes.size() < 2) return 0;
+  const unsigned char a = static_cast<unsigned char>(bytes[0]);
+  const unsigned char b = static_cast<unsigned char>(bytes[1]);
+  return a == 0xFF && b == 0xFE ? 1 : a == 0xFE && b == 0xFF ? 2 : 0;
+}
+
+// UTF-16 text (after its byte-order mark) as GBK; characters that GBK lacks
+// and broken surrogates become "?".
+std::string Utf16ToGbk(std::string_view bytes, bool big_endian) {
+  std::string out;
+  for (std::size_t i = 0; i + 1 < bytes.size(); i += 2) {
+    const unsigned a = static_cast<unsigned char>(bytes[i]);
+    const unsigned b = static_cast<unsigned char>(bytes[i + 1]);
+    const wchar_t unit = static_cast<wchar_t>(big_endian ? (a << 8) | b : (b << 8) | a);
+    if (unit < 0x80) {
+      out += static_cast<char>(unit);
+      continue;
+    }
+    try {
+      out += text::WideToGbk(std::wstring(1, unit));
+    } catch (const text::EncodingError&) {
+      out += '?';
+    }
+  }
+  return out;
+}
+
+// UTF-8 as GBK, characters that GBK lacks (and broken sequences) as "?".
+std::string Utf8ToGbkLenient(std::string_view utf8) {
+  try {
+    return text::Utf8ToGbk(utf8);
+  } catch (const text::EncodingError&) {
+  }
+  std::string out;
+  for (std::size_t i = 0; i < utf8.size();) {
+    const unsigned char c = static_cast<unsigned char>(utf8[i]);
+    std::size_t n = c < 0x80 ? 1 : (c >> 5) == 6 ? 2 : (c >> 4) == 14 ? 3 : (c >> 3) == 30 ? 4 : 1;
+    n = std::min(n, utf8.size() - i);
+    try {
+      out += text::Utf8ToGbk(utf8.substr(i, n));
+    } catch (const text::EncodingError&) {
+      out += '?';
+    }
+    i += n;
+  }
+  return out;
+}
+
 // The text as GBK: UTF-8 is converted, anything else must already be GBK.
-std::string ToGbk(std::string_view bytes, const std::string& file) {
-  if (bytes.size() >= 2 && ((static_cast<unsigned char>(bytes[0]) == 0xFF &&
-                             static_cast<unsigned char>(bytes[1]) == 0xFE) ||
-                            (static_cast<unsigned char>(bytes[0]) == 0xFE &&
-                             static_cast<unsigned char>(bytes[1]) == 0xFF))) {
+// With `problems`, nothing is refused: UTF-16 is converted, characters
+// without a GBK form become "?", bytes that are not GBK stay as they are,
+// and each such finding is noted.
+std::string ToGbk(std::string_view bytes, const std::string& file,
+                  std::vector<std::string>* problems) {
+  if (const int order = Utf16Order(bytes)) {
+    if (problems) {
+      problems->push_back("配置文件：" + file + " 是UTF-16(Unicode)编码，已按UTF-16读取");
+      return Utf16ToGbk(bytes.substr(2), order == 2);
+    }
     throw ConfigError("配置文件：" + file +
                       " 是UTF-16(Unicode)编码，请另存为\"CSV(逗号分隔)\"格式");
   }
@@ -61,6 +143,11 @@ std::string ToGbk(std::string_view bytes, const std::string& file) {
     try {
       return text::Utf8ToGbk(body);
     } catch (const text::EncodingError& e) {
+      if (problems) {
+        problems->push_back(Where(file, LineAt(body, e.offset())) +
+                            "UTF-8文本有误或含有GBK中没有的字符，已用\"?\"代替");
+        return Utf8ToGbkLenient(body);
+      }
       const unsigned char byte =
           e.offset() < body.size() ? static_cast<unsigned char>(body[e.offset()]) : 0;
       throw ConfigError(Where(file, LineAt(body, e.offset())) +
@@ -69,7 +156,13 @@ std::string ToGbk(std::string_view bytes, const std::string& file) {
     }
   }
   std::size_t bad = 0;
-  if (!text::IsValidGbk(bytes, &bad)) {
+  if (!IsCp936(bytes, &bad)) {
+    if (problems) {
+      problems->push_back(Where(file, LineAt(bytes, bad)) +
+                          text::Format("不是有效的GBK文本（第%zu个字节 0x%02X），按原样读取",
+                                       bad + 1, static_cast<unsigned char>(bytes[bad])));
+      return std::string(bytes);
+    }
     const unsigned char byte = bad < bytes.size() ? static_cast<unsigned char>(bytes[bad]) : 0;
     throw ConfigError(Where(file, LineAt(bytes, bad)) +
                       text::Format("不是有效的GBK文本（第%zu个字节 0x%02X）", bad + 1, byte));
@@ -99,7 +192,12 @@ std::vector<std::string> CsvTable::Column(const std::string& heading) const {
 }
 
 CsvTable ParseCsv(std::string_view bytes, const std::string& file_name_for_messages) {
-  const std::string text = ToGbk(bytes, file_name_for_messages);
+  return ParseCsv(bytes, file_name_for_messages, nullptr);
+}
+
+CsvTable ParseCsv(std::string_view bytes, const std::string& file_name_for_messages,
+                  std::vector<std::string>* problems) {
+  const std::string text = ToGbk(bytes, file_name_for_messages, problems);
   // GBK's second bytes are 0x40 and above, so the quote, the comma and the
   // line ends below are always whole characters.
   struct Record {
@@ -120,8 +218,13 @@ CsvTable ParseCsv(std::string_view bytes, const std::string& file_name_for_messa
         ++i;
         for (;;) {
           if (i >= n) {
-            throw ConfigError(Where(file_name_for_messages, start_line) +
-                              "引号未闭合（从这一行开始的单元格一直到文件末尾）");
+            if (!problems)
+              throw ConfigError(Where(file_name_for_messages, start_line) +
+                                "引号未闭合（从这一行开始的单元格一直到文件末尾）");
+            // As a spreadsheet reads it: the cell runs to the end of the file.
+            problems->push_back(Where(file_name_for_messages, start_line) +
+                                "引号未闭合，单元格读到文件末尾");
+            break;
           }
           const char c = text[i];
           if (c == '"') {
@@ -178,6 +281,23 @@ bool ReadConfigFile::OpenConfigFile(const std::string& path) {
   const std::optional<std::string> bytes = platform_->ReadFile(path);
   if (!bytes) return false;
   table_ = ParseCsv(*bytes, path);
+  open_ = true;
+  return true;
+}
+
+bool ReadConfigFile::OpenLenient(const std::string& path, std::vector<std::string>* problems) {
+  table_ = CsvTable{};
+  path_ = path;
+  open_ = false;
+  const std::optional<std::string> bytes = platform_->ReadFile(path);
+  if (!bytes) {
+    if (problems && platform_->FileExists(path))
+      problems->push_back("配置文件：" + path + " 无法读取");
+    return false;
+  }
+  std::vector<std::string> found;
+  table_ = ParseCsv(*bytes, path, &found);
+  if (problems) problems->insert(problems->end(), found.begin(), found.end());
   open_ = true;
   return true;
 }

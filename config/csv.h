@@ -20,8 +20,13 @@
 // - The text is GBK. UTF-8 is converted to GBK: a file that starts with the
 //   UTF-8 byte-order mark, or one whose bytes are all valid UTF-8 and not all
 //   ASCII (GBK text of any of the program's headings is never valid UTF-8).
-//   A UTF-16 file, bytes that are not GBK, or UTF-8 characters that GBK lacks
-//   give a ConfigError naming the file and the line.
+//   GBK is code page 936 as the host reads it, its user-defined areas
+//   included. A UTF-16 file, bytes that are not GBK, or UTF-8 characters that
+//   GBK lacks give a ConfigError naming the file and the line.
+// - Lenient reading, for the files the configuration lets be absent, refuses
+//   nothing and notes what it found: a UTF-16 file is converted, characters
+//   without a GBK form become "?", bytes that are not GBK are kept as they
+//   are, and a quote left open runs to the end of the file.
 #pragma once
 
 #include <stdexcept>
@@ -58,6 +63,10 @@ std::string MissingFileText(const std::string& path);
 // Parses the bytes of one file. `file_name_for_messages` (GBK) names the file
 // in error texts. Throws ConfigError.
 CsvTable ParseCsv(std::string_view bytes, const std::string& file_name_for_messages);
+// The same, lenient when `problems` is not null: each finding is appended to
+// it (GBK text naming the file, and the line where there is one).
+CsvTable ParseCsv(std::string_view bytes, const std::string& file_name_for_messages,
+                  std::vector<std::string>* problems);
 
 // One configuration table read by column heading. The table stays queryable
 // after CloseConfigFile; a later OpenConfigFile replaces it.
@@ -69,6 +78,10 @@ class ReadConfigFile {
   // cannot be read (the table is then empty). A file that is read but is not
   // a valid table throws ConfigError.
   bool OpenConfigFile(const std::string& path);
+  // The same, read leniently (see the dialect above): never throws; what was
+  // found wrong, including a file that exists but cannot be read, is appended
+  // to `problems` when it is not null.
+  bool OpenLenient(const std::string& path, std::vector<std::string>* problems);
   // The cells under `heading`; empty when there is no such heading.
   std::vector<std::string> GetColumnValue(const std::string& heading) const;
   // Lets go of the file; the table is kept.

@@ -35,13 +35,16 @@ void RequireFile(host::Platform& platform, const std::string& path) {
 
 MaterialBomConfig LoadMaterialBomConfig(host::Platform& platform, const std::string& material_path,
                                         const std::string& layer_path,
-                                        const std::string& color_path) {
+                                        const std::string& color_path,
+                                        std::vector<std::string>* problems) {
   RequireFile(platform, material_path);
   ReadConfigFile material(platform), layers(platform), colors(platform);
   material.OpenConfigFile(material_path);
-  layers.OpenConfigFile(layer_path);
+  // The layer and colour tables may be absent, so a damaged one is read as
+  // far as it goes rather than stopping the start-up.
+  layers.OpenLenient(layer_path, problems);
   layers.CloseConfigFile();
-  colors.OpenConfigFile(color_path);
+  colors.OpenLenient(color_path, problems);
   colors.CloseConfigFile();
 
   MaterialBomConfig c;
@@ -165,10 +168,11 @@ MachiningProcess MachiningProcess::Load(host::Platform& platform, const std::str
   return process;
 }
 
-ColumnWidthManager::ColumnWidthManager(host::Platform& platform, const std::string& path)
+ColumnWidthManager::ColumnWidthManager(host::Platform& platform, const std::string& path,
+                                       std::vector<std::string>* problems)
     : path_(path) {
   ReadConfigFile table(platform);
-  if (!table.OpenConfigFile(path)) return;
+  if (!table.OpenLenient(path, problems)) return;
   const std::vector<std::string> headings = table.GetColumnValue(kHeadingColumn);
   const std::vector<std::string> widths = table.GetColumnValue(kWidthColumn);
   for (std::size_t i = 0; i < headings.size() && i < widths.size(); ++i) {
@@ -203,16 +207,17 @@ MaterialBomSettings MaterialBomSettings::Load(host::Host& host) {
   platform.CreateDirectory(user_folder);  // usually there already
   s.user_settings_path = user_folder + "\\config.csv";
 
-  s.column_widths = ColumnWidthManager(platform, s.column_width_path);
+  s.column_widths = ColumnWidthManager(platform, s.column_width_path, &s.warnings);
   s.material = LoadMaterialBomConfig(platform, s.material_table_path, s.layer_table_path,
-                                     s.color_table_path);
+                                     s.color_table_path, &s.warnings);
   s.common = LoadCommonConfig(platform, s.common_settings_path);
   s.head = LoadBomHeadConfig(platform, s.header_choices_path);
   if (platform.FileExists(s.machining_process_path)) {
     s.machining_process = MachiningProcess::Load(platform, s.machining_process_path);
     s.blank_density = ReadBlankDensity(platform, s.material_table_path);
   }
-  s.export_folder = ReadExportFolder(platform, s.user_settings_path, platform.DesktopFolder());
+  s.export_folder =
+      ReadExportFolder(platform, s.user_settings_path, platform.DesktopFolder(), &s.warnings);
   return s;
 }
 
@@ -223,9 +228,9 @@ bool MaterialBomSettings::SaveExportFolder(host::Platform& platform, const std::
 }
 
 std::string ReadExportFolder(host::Platform& platform, const std::string& path,
-                             const std::string& fallback) {
+                             const std::string& fallback, std::vector<std::string>* problems) {
   ReadConfigFile table(platform);
-  if (!table.OpenConfigFile(path)) return fallback;
+  if (!table.OpenLenient(path, problems)) return fallback;
   const std::vector<std::string> folder = table.GetColumnValue(kExportFolderHeading);
   table.CloseConfigFile();
   return folder.empty() || folder.front().empty() ? fallback : folder.front();

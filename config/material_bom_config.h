@@ -97,8 +97,10 @@ class ColumnWidthManager {
   static constexpr const char* kWidthColumn = "列宽";
 
   ColumnWidthManager() = default;
-  // Reads the file at `path`; throws ConfigError when it is read but malformed.
-  ColumnWidthManager(host::Platform& platform, const std::string& path);
+  // Reads the file at `path` leniently (the file may be absent, so a damaged
+  // one gives what can be read); findings go to `problems` when not null.
+  ColumnWidthManager(host::Platform& platform, const std::string& path,
+                     std::vector<std::string>* problems = nullptr);
 
   int GetColumnWidth(const std::string& heading) const;
   const std::string& path() const { return path_; }
@@ -136,12 +138,17 @@ struct MaterialBomSettings {
   // else the desktop folder.
   std::string export_folder;
 
+  // What was found wrong in the files that may be absent (layer table,
+  // colour table, column widths, user settings), which are read as far as
+  // they go: GBK lines naming the file. The dialogs do not show them.
+  std::vector<std::string> warnings;
+
   bool HasMachiningProcess() const { return machining_process.has_value(); }
 
   // Loads everything in the start-up order. A missing material table, common
   // settings file or header choices file throws ConfigError
-  // "配置文件：" + path + " 不存在！"; a malformed table throws ConfigError
-  // naming the file and line.
+  // "配置文件：" + path + " 不存在！"; a malformed one of them throws
+  // ConfigError naming the file and line.
   static MaterialBomSettings Load(host::Host& host);
 
   // Rewrites the user settings file with the heading "出图的路径" and `folder`
@@ -152,8 +159,10 @@ struct MaterialBomSettings {
 
 // The export folder remembered in the user settings file at `path`, or
 // `fallback` when the file, the column or its first cell is missing or empty.
+// The file is read leniently; findings go to `problems` when not null.
 std::string ReadExportFolder(host::Platform& platform, const std::string& path,
-                             const std::string& fallback);
+                             const std::string& fallback,
+                             std::vector<std::string>* problems = nullptr);
 
 // The user settings file's heading.
 inline constexpr const char* kExportFolderHeading = "出图的路径";
