@@ -1,10 +1,15 @@
 #include "workbook/xls_book.h"
 
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstring>
-#include <fstream>
-#include <iterator>
+#include <filesystem>
 #include <map>
 
 #include "host/text.h"
@@ -510,14 +515,37 @@ void XlsBook::Release() {
 }
 
 bool XlsBook::Load(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
+  Release();
+  const std::string name = "\"" + PathForMessage(path) + "\"";
+  std::error_code ec;
+  const auto status = std::filesystem::status(path, ec);
+  if (!std::filesystem::exists(status)) return Fail(name + " does not exist");
+  if (std::filesystem::is_directory(status))
+    return Fail(name + " is a folder, not a workbook file");
   std::string bytes;
-  if (in) bytes.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-  if (!in && !in.eof()) {
-    Release();
-    return Fail("cannot read file " + PathForMessage(path));
+  const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  if (fd < 0) return Fail(name + " cannot be opened: " + std::strerror(errno));
+  char buffer[65536];
+  for (;;) {
+    const ssize_t n = ::read(fd, buffer, sizeof buffer);
+    if (n < 0 && errno == EINTR) continue;
+    if (n < 0) {
+      const int err = errno;
+      ::close(fd);
+      return Fail(name + " cannot be read: " + std::strerror(err));
+    }
+    if (n == 0) break;
+    bytes.append(buffer, static_cast<std::size_t>(n));
   }
-  return LoadBytes(std::move(bytes));
+  ::close(fd);
+  if (bytes.empty()) return Fail(name + " is empty");
+  if (bytes.compare(0, 4, "PK\x03\x04") == 0)
+    return Fail(name +
+                " is an Excel 2007 or later workbook (.xlsx, a zip archive); save the "
+                "template as \"Excel 97-2003 Workbook (*.xls)\"");
+  if (!LoadBytes(std::move(bytes)))
+    return Fail(name + " is not a workbook that can be read: " + std::string(error_));
+  return true;
 }
 
 bool XlsBook::LoadBytes(std::string bytes) {
@@ -806,13 +834,62 @@ bool XlsBook::SaveBytes(std::string* bytes) {
   }
 }
 
+// The workbook is written to a new file beside the target and renamed over
+// it once complete, so a failed save (a full disk) leaves the previous file
+// as it was. Interrupts wait until the file is in place or removed.
 bool XlsBook::Save(const std::string& path) {
+  namespace fs = std::filesystem;
+  const std::string name = "\"" + PathForMessage(path) + "\"";
   std::string bytes;
-  if (!SaveBytes(&bytes)) return false;
-  std::ofstream out(path, std::ios::binary | std::ios::trunc);
-  out.write(bytes.data(), std::streamsize(bytes.size()));
-  out.close();
-  if (!out) return Fail("cannot write file " + PathForMessage(path));
+  if (!SaveBytes(&bytes)) return Fail(name + " cannot be written: " + std::string(error_));
+  const fs::path target(path);
+  if (target.filename().empty()) return Fail(name + " names no file");
+  std::error_code ec;
+  if (fs::is_directory(target, ec)) return Fail(name + " is a folder, not a workbook file");
+  const fs::path folder = target.parent_path().empty() ? fs::path(".") : target.parent_path();
+  if (!fs::is_directory(folder, ec)) return Fail(name + " cannot be written: no such folder");
+  const fs::path temp =
+      folder / ("." + target.filename().string() + text::Format(".saving-%d", int(::getpid())));
+
+  sigset_t interrupts, saved;
+  sigemptyset(&interrupts);
+  for (int sig : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) sigaddset(&interrupts, sig);
+  ::pthread_sigmask(SIG_BLOCK, &interrupts, &saved);
+  struct Restore {
+    sigset_t* saved;
+    ~Restore() { ::pthread_sigmask(SIG_SETMASK, saved, nullptr); }
+  } restore{&saved};
+
+  // A new file takes the mode of the one it replaces.
+  mode_t mode = 0666;
+  struct stat old {};
+  if (::stat(path.c_str(), &old) == 0) mode = old.st_mode & 07777;
+  const int fd = ::open(temp.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, mode);
+  if (fd < 0) return Fail(name + " cannot be written: " + std::strerror(errno));
+  auto fail = [&](int err) {
+    ::close(fd);
+    ::unlink(temp.c_str());
+    return Fail(name + " cannot be written: " + std::strerror(err));
+  };
+  std::string_view rest(bytes);
+  while (!rest.empty()) {
+    const ssize_t n = ::write(fd, rest.data(), rest.size());
+    if (n < 0 && errno == EINTR) continue;
+    if (n < 0) return fail(errno);
+    if (n == 0) return fail(ENOSPC);
+    rest.remove_prefix(static_cast<std::size_t>(n));
+  }
+  if (::fsync(fd) != 0 && errno != EINVAL) return fail(errno);
+  if (::close(fd) != 0) {
+    const int err = errno;
+    ::unlink(temp.c_str());
+    return Fail(name + " cannot be written: " + std::strerror(err));
+  }
+  if (::rename(temp.c_str(), path.c_str()) != 0) {
+    const int err = errno;
+    ::unlink(temp.c_str());
+    return Fail(name + " cannot be written: " + std::strerror(err));
+  }
   return true;
 }
 
