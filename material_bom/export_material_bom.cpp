@@ -333,12 +333,12 @@ int ExportMaterialBom::update_cb(host::UIBlock* block) {
 // --- Members delegating to the configuration and the calculator -----------------------
 
 const config::MaterialBomSettings& ExportMaterialBom::settings() const {
-  if (!settings_) throw std::logic_error("the material BOM configuration is not loaded yet");
+  if (!settings_) throw std::logic_error("材料BOM的配置没有读入，请检查配置文件后重新打开");
   return *settings_;
 }
 
 blank::MaterialParamCalculator& ExportMaterialBom::calculator() {
-  if (!calculator_) throw std::logic_error("the material BOM configuration is not loaded yet");
+  if (!calculator_) throw std::logic_error("材料BOM的配置没有读入，请检查配置文件后重新打开");
   return *calculator_;
 }
 

@@ -23,7 +23,8 @@ constexpr double kCornerTolerance = 0.005;
 
 bool IsSolidBody(host::Host& host, host::Tag object) {
   const host::TypeAndSubtype t = host.objects().AskTypeAndSubtype(object);
-  return t.type == host::kSolidType && t.subtype == host::kSolidBodySubtype;
+  return t.type == host::kSolidType && t.subtype == host::kSolidBodySubtype &&
+         host.bodies().IsSolidBody(object);
 }
 
 std::vector<host::Tag> BodiesOnLayer(host::Host& host, int layer) {

@@ -1,0 +1,168 @@
+// Which bodies the material tree lists, how they are numbered and grouped.
+#include <cmath>
+#include <numbers>
+
+#include "material_bom_fixture.h"
+
+namespace mbom_test {
+namespace {
+
+using host::Point3d;
+
+Shape Box(double x, double y, double z, Point3d at) { return Shape::Box(x, y, z, at); }
+
+// A block without any mirror symmetry: a blind hole in the top face and a
+// smaller one in the front face. `mirrored` gives its mirror image (in x).
+Shape ChiralBlock(bool mirrored, Point3d at) {
+  const double top_x = mirrored ? 50 : 10, front_x = mirrored ? 15 : 45;
+  return Shape::Box(60, 30, 20)
+      .Drilled({top_x, 8, 20}, {0, 0, -1}, 8, 10)
+      .Drilled({front_x, 0, 14}, {0, 1, 0}, 6, 10)
+      .Translated({at.X, at.Y, at.Z});
+}
+
+void Code(memory::MemoryHost& h, Tag body, const std::string& code) {
+  h.attributes().SetString(body, "材料代号", code);
+}
+
+TEST_F(MaterialBomTest, CodesContinueAfterTheHighestNewBodiesLastPerLayer) {
+  MarkSaved();
+  Code(host_, AddDrawn(Box(50, 40, 20, {0, 0, 0}), 10), "UB-7");
+  Code(host_, AddDrawn(Box(50, 40, 20, {100, 0, 0}), 10), "UB-3");
+  host_.AddBody(Box(30, 30, 30, {300, 0, 0}), 10, 42, "c");  // not marked for drawing
+  const Tag c = AddDrawn(Box(30, 30, 30, {400, 0, 0}), 10);
+  host_.objects().SetName(c, "c");
+  const Tag p = AddDrawn(Box(30, 30, 30, {200, 0, 0}), 10);
+  Code(host_, p, "UB-");  // only the layer prefix: not numbered yet
+  host_.objects().SetName(p, "p");
+  const Tag n = AddDrawn(Box(30, 30, 30, {-100, 0, 0}), 10, 186);  // changed-body colour
+  host_.objects().SetName(n, "n");
+  AddDrawn(Box(20, 20, 20, {0, 0, 100}), 20);
+  const Tag standard = AddDrawn(Box(10, 10, 10, {0, 200, 0}), 20);
+  host_.attributes().SetString(standard, "PART_ATTR", "Y");
+
+  Open([&](DialogDriver& d, ExportMaterialBom&) {
+    EXPECT_EQ(Column(d, 2),
+              (std::vector<std::string>{"UB-3", "UB-7", "UB-08", "UB-09", "UB-10", "UP-01"}));
+    EXPECT_EQ(Column(d, 0), (std::vector<std::string>{"001", "002", "003", "004", "005", "006"}));
+    const auto top = d.TopNodes("tree_control0");
+    // Uncoded bodies in coordinate order, then the new-colour body.
+    EXPECT_EQ(host_.objects().Name(RowBody(top[2])), "p");
+    EXPECT_EQ(host_.objects().Name(RowBody(top[3])), "c");
+    EXPECT_EQ(host_.objects().Name(RowBody(top[4])), "n");
+    EXPECT_EQ(top[4]->GetColumnDisplayText(13), "新增");
+    EXPECT_EQ(top[4]->ForegroundColor(), 186);
+    EXPECT_EQ(top[3]->ForegroundColor(), 211);
+    EXPECT_EQ(top[3]->GetColumnDisplayText(14), "");
+    EXPECT_EQ(top[3]->GetColumnDisplayText(4), "30.0x30.0x30.0");
+  });
+  EXPECT_EQ(Boxes("材料BOM"), (std::vector<std::string>{}));
+  // The fresh bodies of the work layer went through the neutral file: new
+  // bodies with the old layer, colour, name and attributes; the file is gone.
+  EXPECT_EQ(host_.layers().WorkLayer(), 10);
+  EXPECT_FALSE(host_.objects().Exists(c));
+  EXPECT_FALSE(host_.objects().Exists(n));
+  EXPECT_TRUE(host_.objects().Exists(p));  // coded (prefix only): kept as it is
+  int optimized = 0;
+  for (Tag b : host_.layers().ObjectsOnLayer(10)) {
+    if (host_.objects().AskTypeAndSubtype(b).type != host::kSolidType) continue;
+    EXPECT_EQ(Attr(b, "实体优化"), "Y");
+    if (host_.objects().Name(b) == "n") {
+      EXPECT_EQ(host_.objects().Color(b), 186);
+      EXPECT_EQ(Attr(b, "转图标识"), "Y");
+      ++optimized;
+    }
+  }
+  EXPECT_EQ(optimized, 1);
+  EXPECT_FALSE(fs::exists(dir_ / "C/Users/designer/AppData/Local/Temp/temp.x_t"));
+}
+
+TEST_F(MaterialBomTest, TurnedCopiesShareACodeMirrorImagesDoNot) {
+  host_.objects().SetName(AddDrawn(ChiralBlock(false, {0, 0, 0}), 80), "a");
+  AddDrawn(
+      ChiralBlock(false, {200, 0, 0}).Rotated({200, 0, 0}, {0, 0, 1}, 37 * std::numbers::pi / 180),
+      80);
+  AddDrawn(ChiralBlock(true, {400, 0, 0}), 80);
+  AddDrawn(Box(40, 40, 40, {600, 0, 0}), 80);
+  Open(
+      [&](DialogDriver& d, ExportMaterialBom&) {
+        const auto top = d.TopNodes("tree_control0");
+        ASSERT_EQ(top.size(), 3u);
+        EXPECT_EQ(Column(d, 2), (std::vector<std::string>{"IN-01", "IN-02", "IN-03"}));
+        const auto group = d.Children(top[0]);
+        ASSERT_EQ(group.size(), 2u);
+        EXPECT_EQ(top[0]->GetColumnDisplayText(5), "2");
+        const std::string w = top[0]->GetColumnDisplayText(17);
+        EXPECT_EQ(top[0]->GetColumnDisplayText(6), w + "x2");
+        EXPECT_EQ(top[0]->GetColumnDisplayText(15), top[0]->GetColumnDisplayText(18) + "x2");
+        for (Node* child : group) {
+          EXPECT_EQ(child->DisplayText(), "001");
+          EXPECT_EQ(child->GetColumnDisplayText(2), "IN-01");
+          EXPECT_EQ(child->GetColumnDisplayText(5), "1");
+          EXPECT_EQ(child->GetColumnDisplayText(6), w);
+        }
+        // The first in position stands for the group.
+        EXPECT_EQ(host_.objects().Name(RowBody(group[0])), "a");
+        EXPECT_EQ(RowBody(top[0]), RowBody(group[0]));
+        EXPECT_TRUE(d.Children(top[1]).empty());  // the mirror image
+      },
+      /*same_body=*/true);
+}
+
+TEST_F(MaterialBomTest, OverlappingBodiesAreOfferedForDeletionTouchingOnesAreNot) {
+  MarkSaved();
+  host_.layers().SetWorkLayer(20);
+  AddDrawn(Box(100, 100, 20, {0, 0, 0}), 10);
+  AddDrawn(Box(100, 100, 20, {0, 0, 20}), 10);  // rests on the first: touching
+  const Tag a = AddDrawn(Box(50, 50, 50, {500, 0, 0}), 20);
+  const Tag b = AddDrawn(Box(50, 50, 50, {530, 0, 0}), 20);
+  Code(host_, a, "UP-01");
+  Code(host_, b, "UP-02");
+
+  host_.QueueAnswer(2);  // keep them
+  Open([&](DialogDriver& d, ExportMaterialBom&) {
+    EXPECT_EQ(d.TopNodes("tree_control0").size(), 4u);
+  });
+  ASSERT_EQ(host_.message_log().size(), 1u);
+  const memory::MessageRecord& q = host_.message_log()[0];
+  EXPECT_EQ(q.title, "提示");
+  EXPECT_EQ(q.type, host::kQuestionMessage);
+  EXPECT_EQ(q.lines, (std::vector<std::string>{"检测到重叠的实体(同一位置有相同的实体)。",
+                                               "是否删除重叠的实体？"}));
+  EXPECT_FALSE(host_.objects().IsHighlighted(a));
+
+  host_.ClearMessageLog();
+  host_.QueueAnswer(1);  // delete them
+  Open([&](DialogDriver& d, ExportMaterialBom&) {
+    EXPECT_EQ(Column(d, 2), (std::vector<std::string>{"UB-01", "UB-02"}));
+  });
+  EXPECT_FALSE(host_.objects().Exists(a));
+  EXPECT_FALSE(host_.objects().Exists(b));
+  EXPECT_EQ(host_.pending_answers(), 0u);
+}
+
+TEST_F(MaterialBomTest, DisplayFilterAndRenumberingFromScratch) {
+  MarkSaved();
+  const Tag made = AddDrawn(Box(20, 20, 20, {0, 0, 0}), 10);
+  const Tag bought = AddDrawn(Box(20, 20, 20, {50, 0, 0}), 10);
+  host_.attributes().SetString(made, "材料订购方式", "库存料");  // the light method: not bought
+  host_.attributes().SetString(bought, "材料订购方式", "毛料订购");
+  Code(host_, made, "UB-05");
+  Code(host_, bought, "UB-09");
+  Open([&](DialogDriver& d, ExportMaterialBom& bom) {
+    bom.CreatMaterialNodes(1, 1);
+    EXPECT_EQ(Column(d, 2), (std::vector<std::string>{"UB-05"}));
+    EXPECT_TRUE(host_.objects().IsBlanked(bought));
+    bom.CreatMaterialNodes(1, 2);
+    EXPECT_EQ(Column(d, 2), (std::vector<std::string>{"UB-09"}));
+    bom.CreatMaterialNodes(1, 3);
+    EXPECT_TRUE(d.TopNodes("tree_control0").empty());
+    EXPECT_TRUE(host_.objects().IsBlanked(made));
+    bom.CreatMaterialNodes(0, 0);  // from scratch: numbers in coordinate order
+    EXPECT_EQ(Column(d, 2), (std::vector<std::string>{"UB-01", "UB-02"}));
+    EXPECT_EQ(Attr(made, "材料代号"), "<none>");
+  });
+}
+
+}  // namespace
+}  // namespace mbom_test

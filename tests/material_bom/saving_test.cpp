@@ -1,0 +1,130 @@
+// Saving the BOM: header and rows as attributes, the crowded-layer warning,
+// and the tree surviving a save, a part-file round trip and a reopen.
+#include "host/memory/part_file.h"
+#include "material_bom_fixture.h"
+#include "samples/sample_die.h"
+
+namespace mbom_test {
+namespace {
+
+using host::Point3d;
+
+// A body numbered before: read back without any geometry work.
+Tag AddCoded(MaterialBomTest& t, memory::MemoryHost& h, double x, const std::string& code,
+             bool oriented) {
+  const Tag b = h.AddBody(Shape::Box(10, 10, 10, {x, 0, 0}), 10, 42);
+  for (const auto& [title, value] :
+       std::vector<std::pair<std::string, std::string>>{{"转图标识", "Y"},
+                                                        {"实体标识", "id" + code},
+                                                        {"材料代号", code},
+                                                        {"材料名称", "上模座"},
+                                                        {"材料材质", "45#"}})
+    h.attributes().SetString(b, title, value);
+  if (oriented) h.attributes().SetString(b, "材料方位", "1,0,0,0,1,0");
+  (void)t;
+  return b;
+}
+
+TEST_F(MaterialBomTest, CrowdedLayersAreWarnedAboutAfterTheSave) {
+  MarkSaved();
+  // 219 bodies counted once and one with an orientation counted twice: 221.
+  for (int i = 0; i < 219; ++i)
+    AddCoded(*this, host_, 20.0 * i, text::Format("UB-%03d", i + 1), false);
+  const Tag oriented = AddCoded(*this, host_, 20.0 * 219, "UB-220", true);
+  Open([&](DialogDriver& d, ExportMaterialBom& bom) {
+    ASSERT_EQ(d.TopNodes("tree_control0").size(), 220u);
+    FillHeader(d);
+    bom.SaveAttributes();
+    ASSERT_EQ(host_.message_log().size(), 1u);
+    const memory::MessageRecord& m = host_.message_log()[0];
+    EXPECT_EQ(m.title, "提示");
+    EXPECT_EQ(m.type, host::kWarningMessage);
+    EXPECT_EQ(m.lines, (std::vector<std::string>{
+                           "当前第【10】图层中数量超过200个实体，请将多余的实体移到到其他图层中"
+                           "（如果不移动，出图后CAD图纸将乱跑）"}));
+    // 220 counted bodies pass.
+    host_.attributes().Delete(oriented, host::kStringAttribute, "材料方位");
+    host_.ClearMessageLog();
+    bom.SaveAttributes();
+    EXPECT_TRUE(host_.message_log().empty());
+  });
+  const Tag part = host_.session().WorkPart();
+  EXPECT_EQ(Attr(part, "产品材质"), "SPCC");
+  EXPECT_EQ(Attr(part, "订单编号"), "SO-7");
+  EXPECT_EQ(Attr(part, "产品名称"), "");
+  EXPECT_EQ(Attr(oriented, "是否出图"), "是");
+  EXPECT_EQ(Attr(oriented, "材料代号"), "UB-220");
+}
+
+TEST_F(MaterialBomTest, AnEmptyRequiredFieldStopsTheSaveBeforeAnythingIsWritten) {
+  MarkSaved();
+  const Tag b = AddCoded(*this, host_, 0, "UB-01", false);
+  Open([&](DialogDriver& d, ExportMaterialBom& bom) {
+    d.SetString("string0", std::string("东成电器"));  // 客户名称, but 产品材质 is empty
+    EXPECT_THROW(
+        {
+          try {
+            bom.SaveAttributes();
+          } catch (const std::exception& e) {
+            EXPECT_STREQ(e.what(), "产品材质不可以为空");
+            throw;
+          }
+        },
+        std::runtime_error);
+  });
+  EXPECT_EQ(Attr(host_.session().WorkPart(), "客户名称"), "<none>");
+  EXPECT_EQ(Attr(b, "是否出图"), "<none>");
+}
+
+// The sample die: first open of a part never saved, a save, a part-file
+// round trip and a reopen show the same tree, and nothing is computed again.
+TEST_F(MaterialBomTest, SampleDieTreeSurvivesSavePartFileAndReopen) {
+  const std::vector<samples::SampleBody> die = samples::BuildSampleDie(host_);
+  // Left-overs of an earlier run that the first open must clear.
+  for (Tag b : host_.bodies().PartBodies(host_.session().WorkPart()))
+    if (host_.objects().Layer(b) == 50) host_.attributes().SetString(b, "材料代号", "DP-77");
+
+  std::vector<RowView> first;
+  Open([&](DialogDriver& d, ExportMaterialBom& bom) {
+    first = Rows(d);
+    FillHeader(d);
+    bom.SaveCommand();
+  });
+  int listed = 0;
+  for (const samples::SampleBody& b : die) listed += !b.spec.empty();
+  int top_rows = 0;
+  for (const RowView& r : first) top_rows += r.depth == 0;
+  EXPECT_EQ(top_rows, listed);  // the same-body search is off: one row per body
+  for (const RowView& r : first) {
+    EXPECT_NE(r.cells[2], "DP-77");
+    EXPECT_NE(r.cells[2].back(), '-') << r.cells[2];
+  }
+  // The round punches keep their round size.
+  int round = 0;
+  for (const RowView& r : first) round += r.cells[4] == "Φ10.0xH60.0";
+  EXPECT_EQ(round, 3);
+
+  const fs::path file = dir_ / "die.xbf";
+  memory::SavePartFile(host_, file.string());
+  memory::OpenPart(host_, file.string());
+  const std::size_t systems = host_.csys().PartCsys(host_.session().WorkPart()).size();
+
+  host_.ClearMessageLog();
+  Open([&](DialogDriver& d, ExportMaterialBom&) {
+    const std::vector<RowView> again = Rows(d);
+    ASSERT_EQ(again.size(), first.size());
+    for (std::size_t i = 0; i < first.size(); ++i) {
+      EXPECT_EQ(again[i].depth, first[i].depth);
+      for (int c = 0; c < material_bom::kMaterialColumnCount; ++c) {
+        // The first open clears the time of renumbered rows; later it shows.
+        if (c == material_bom::kColModified && first[i].cells[c].empty()) continue;
+        EXPECT_EQ(again[i].cells[c], first[i].cells[c]) << "row " << i << " column " << c;
+      }
+    }
+  });
+  EXPECT_EQ(host_.csys().PartCsys(host_.session().WorkPart()).size(), systems);
+  for (const auto& m : host_.message_log()) EXPECT_NE(m.title, "材料BOM") << m.lines[0];
+}
+
+}  // namespace
+}  // namespace mbom_test
