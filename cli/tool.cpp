@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <exception>
 
+#include "cli/batch.h"
 #include "config/csv.h"
 #include "host/text.h"
 #include "host/types.h"
@@ -26,6 +27,7 @@ constexpr const char* kHelp =
     "\n"
     "Commands:\n"
     "  blanks PART     print the blank list of the bodies on the template layers\n"
+    "  parts PART      list the standard parts and export their purchase workbook\n"
     "  sample OUTDIR   write the sample die, its configuration and templates\n"
     "\n"
     "Options:\n"
@@ -152,6 +154,10 @@ int Main(const std::vector<std::string>& args) {
     if (first == "blanks") {
       command = first;
       return RunBlanks(rest);
+    }
+    if (first == "parts") {
+      command = first;
+      return RunParts(rest);
     }
     if (first == "sample") {
       command = first;
