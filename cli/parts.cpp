@@ -196,6 +196,12 @@ int RunParts(const std::vector<std::string>& raw_args) {
   if (!problem.empty()) throw Failure(problem);
   if (HasErrorMessage(host) || exported.empty()) return kFailure;
 
+  if (tree.rows.empty())
+    PrintError("diebom parts: no shown body of " + PathText(part) +
+               " carries \"名称\", so the list is empty" +
+               (memory::DetectPartFile(part) == memory::PartFileKind::kStep
+                    ? " (a STEP file keeps no attributes: use the part file)\n"
+                    : "\n"));
   const std::string workbook = host.LocalPath(exported);
   std::string text = FormatTree(tree, format);
   if (format == Format::kTable) text += workbook + "\n";
