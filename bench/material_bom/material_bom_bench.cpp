@@ -14,6 +14,8 @@
 #include <string>
 #include <vector>
 
+#include "blank/body_info.h"
+#include "blank/overlap.h"
 #include "host/memory/dialogs/dialogs.h"
 #include "host/memory/memory_host.h"
 #include "material_bom/export_material_bom.h"
@@ -63,7 +65,7 @@ std::vector<host::Tag> Listed(ExportMaterialBom& bom, host::Host& h) {
 }
 
 void CreatMaterialNodes1000(benchmark::State& state) {
-  double parameters = 0, first = 0, second = 0;
+  double parameters = 0, first = 0, second = 0, overlaps = 0, boxes = 0, read_back = 0;
   int rows = 0;
   for (auto _ : state) {
     Workspace w(static_cast<int>(state.range(0)));
@@ -85,6 +87,17 @@ void CreatMaterialNodes1000(benchmark::State& state) {
       bom.CreatMaterialNodes(1, 0);
       second += Seconds() - t;
       rows = static_cast<int>(bom.GetNodeParams().size());
+      // Parts of the second build, on the listed bodies.
+      const std::vector<host::Tag> coded = Listed(bom, w.host);
+      t = Seconds();
+      benchmark::DoNotOptimize(blank::CNobokudBase::AskOverlappingBodyOfBodys(w.host, coded));
+      overlaps += Seconds() - t;
+      t = Seconds();
+      for (host::Tag b : coded) benchmark::DoNotOptimize(blank::BodyInfo(w.host, b).GetMinCorner());
+      boxes += Seconds() - t;
+      t = Seconds();
+      benchmark::DoNotOptimize(bom.GetBodiesMaterialParam(coded));
+      read_back += Seconds() - t;
       d.Close();
     });
     bom.Show();
@@ -95,6 +108,9 @@ void CreatMaterialNodes1000(benchmark::State& state) {
   state.counters["second_build_s"] = second / n;
   state.counters["ratio"] = first / parameters;
   state.counters["rows"] = rows;
+  state.counters["overlap_search_s"] = overlaps / n;
+  state.counters["position_boxes_s"] = boxes / n;
+  state.counters["read_back_s"] = read_back / n;
 }
 BENCHMARK(CreatMaterialNodes1000)->Arg(1000)->Iterations(1)->Unit(benchmark::kSecond);
 

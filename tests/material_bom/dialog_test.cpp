@@ -163,6 +163,10 @@ TEST_F(MaterialBomTest, CellsEditOnlyWhereAllowedAndListsWriteTheWholeGroup) {
     EXPECT_TRUE(d.EditCell(child, 4, "25.0x25.0x20.0"));
     EXPECT_EQ(child->ForegroundColor(), ExportMaterialBom::kEditMarkColor);
     EXPECT_EQ(Attr(RowBody(child), "材料规格"), "25.0x25.0x20.0");
+    // A new orientation refreshes the size and weights of the body's rows.
+    bom.CalcBodyMinOrient(RowBody(child));
+    EXPECT_EQ(child->GetColumnDisplayText(4), "20.0x20.0x20.0");
+    EXPECT_EQ(child->GetColumnDisplayText(6), child->GetColumnDisplayText(17));
     EXPECT_TRUE(d.EditCell(top, 8, "线割"));
     EXPECT_EQ(Attr(RowBody(top), "材料备注"), "线割");
     EXPECT_FALSE(d.EditCell(top, 14, "x"));
