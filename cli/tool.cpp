@@ -27,6 +27,8 @@ constexpr const char* kHelp =
     "\n"
     "Commands:\n"
     "  blanks PART     print the blank list of the bodies on the template layers\n"
+    "  bom PART        number the blanks in the material BOM and export its purchase\n"
+    "                  workbook, as the plug-in does in NX\n"
     "  parts PART      list the standard parts and export their purchase workbook\n"
     "  sample OUTDIR   write the sample die, its configuration and templates\n"
     "\n"
@@ -154,6 +156,10 @@ int Main(const std::vector<std::string>& args) {
     if (first == "blanks") {
       command = first;
       return RunBlanks(rest);
+    }
+    if (first == "bom") {
+      command = first;
+      return RunBom(rest);
     }
     if (first == "parts") {
       command = first;

@@ -1,0 +1,235 @@
+// diebom bom as a user runs it on copies of the sample die: the workbook read
+// back by xlrd and LibreOffice against the tree the dialog showed, the second
+// run on the saved part, required fields, folders, and models from elsewhere.
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "config/csv.h"
+#include "host/text.h"
+#include "material_bom/workbook_export.h"
+#include "tests/workbook/xls_support.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+struct Result {
+  int code = -1;
+  std::string out, err;  // UTF-8
+};
+
+std::string ReadAll(const fs::path& p) {
+  std::ifstream in(p, std::ios::binary);
+  std::ostringstream out;
+  out << in.rdbuf();
+  return out.str();
+}
+
+std::string Quote(const std::string& s) {
+  std::string out = "'";
+  for (char c : s) out += c == '\'' ? std::string("'\\''") : std::string(1, c);
+  return out + "'";
+}
+
+std::string U8(const char* gbk) { return text::GbkToUtf8(gbk); }
+
+// The tree as printed with --format csv: rows of (level, 20 columns), GBK.
+std::vector<std::vector<std::string>> TreeRows(const std::string& csv_utf8) {
+  const config::CsvTable table = config::ParseCsv(text::Utf8ToGbk(csv_utf8), "tree");
+  EXPECT_EQ(table.headings.size(), 21u) << "the level and twenty columns";
+  return table.rows;
+}
+
+class BomTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    const auto* info = ::testing::UnitTest::GetInstance()->current_test_info();
+    dir_ = fs::path(::testing::TempDir()) /
+           (std::string("bom_") + info->name() + "_" + std::to_string(getpid()));
+    fs::remove_all(dir_);
+    fs::create_directories(dir_ / "out");
+    fs::copy_file(fs::path(DIEBOM_SAMPLE_DIE_DIR) / "sample_die.xbf", dir_ / "die.xbf");
+    fs::copy_file(fs::path(DIEBOM_SAMPLE_DIE_DIR) / "sample_die.step", dir_ / "die.step");
+  }
+  void TearDown() override { fs::remove_all(dir_); }
+
+  Result Diebom(const std::vector<std::string>& args) {
+    std::string command = Quote(DIEBOM_BIN);
+    for (const std::string& a : args) command += " " + Quote(a);
+    command += " >" + Quote((dir_ / "o.txt").string()) + " 2>" + Quote((dir_ / "e.txt").string()) +
+               " </dev/null";
+    const int status = std::system(command.c_str());
+    Result r;
+    r.code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    r.out = ReadAll(dir_ / "o.txt");
+    r.err = ReadAll(dir_ / "e.txt");
+    return r;
+  }
+  // The sample die's BOM with the shipped header, as CSV, into `out`.
+  Result Bom(const std::string& part, const std::string& out, std::vector<std::string> more = {}) {
+    std::vector<std::string> args = {"bom",   part, "--header", DIEBOM_SAMPLE_HEADER,
+                                     "--out", out,  "--format", "csv"};
+    args.insert(args.end(), more.begin(), more.end());
+    return Diebom(args);
+  }
+  std::string P(const std::string& name) const { return (dir_ / name).string(); }
+  fs::path Workbook(const std::string& out, const std::string& leaf) const {
+    return dir_ / out / leaf / (leaf + U8("材料BOM") + ".xls");
+  }
+
+  fs::path dir_;
+};
+
+TEST_F(BomTest, TheWorkbookHoldsTheTreeRowsAndTheTemplateStaysIntact) {
+  const Result r = Bom(P("die.xbf"), P("out"));
+  ASSERT_EQ(r.code, 0) << r.err;
+  const fs::path xls = Workbook("out", "die");
+  ASSERT_TRUE(fs::is_regular_file(xls)) << r.err;
+  EXPECT_NE(r.err.find("diebom bom: " + U8("材料BOM: 导出材料BOM成功！")), std::string::npos)
+      << "every message box is a line: " << r.err;
+  const auto rows = TreeRows(r.out);
+  ASSERT_GE(rows.size(), 20u);
+
+  // What each sheet cell must hold: the header file's fields and the
+  // top-level rows, by the export's rules (joining text "-", codes exported).
+  std::vector<wbtest::Cell> cells = {
+      {1, 1, L"后座椅安装支架"}, {1, 4, L"华锐汽车部件"}, {1, 8, L"PD24-001"}, {2, 1, L"BR-2231"},
+      {2, 8, L"ERP-40017"},      {2, 11, L"张伟"},        {3, 1, L"SPCC"},     {3, 4, L"连续模"},
+      {3, 8, L"SO-2026-118"},    {4, 1, L"0.8"},          {4, 8, L"80T"}};
+  auto wide = [](const std::string& gbk) { return text::GbkToWide(gbk); };
+  int sheet_row = 6;
+  std::vector<std::vector<std::string>> expected_csv;  // for LibreOffice, UTF-8
+  for (const auto& row : rows) {
+    if (row[0] != "1") continue;
+    const std::vector<std::string> tree(row.begin() + 1, row.end());
+    const auto size = material_bom::SplitSize(tree[4]);
+    std::vector<std::string> sheet(21);
+    sheet[0] = std::to_string(sheet_row - 5);
+    sheet[1] = tree[1];
+    sheet[2] = material_bom::ExportCode(tree[2], "-", true);
+    sheet[3] = tree[3];
+    sheet[4] = size.length;
+    sheet[5] = size.length.empty() ? "" : "x";
+    sheet[6] = size.width;
+    sheet[7] = "x";
+    sheet[8] = size.thickness;
+    sheet[9] = tree[5].empty() ? "1" : tree[5];
+    const int copied[][2] = {{11, 7},  {12, 8},  {13, 15}, {14, 16}, {15, 9},
+                             {16, 10}, {17, 11}, {18, 12}, {19, 13}, {20, 14}};
+    for (const auto& c : copied) sheet[c[0]] = tree[c[1]];
+    for (int c = 0; c < 21; ++c) {
+      if (c == 10 || ((c == 4 || c == 5) && size.length.empty())) continue;
+      cells.push_back({sheet_row, c, wide(sheet[c])});
+    }
+    std::vector<std::string> line;
+    for (const std::string& s : sheet) line.push_back(text::GbkToUtf8(s));
+    expected_csv.push_back(line);
+    ++sheet_row;
+  }
+  const fs::path tmpl = fs::path(DIEBOM_SAMPLE_CONFIG) / "config" / fs::path(u8"级进模") /
+                        fs::path(u8"模具材料采购单.xls");
+  const wbtest::TempDir tmp;
+  const std::string report = wbtest::CheckWithXlrd(tmp, tmpl, xls, 0, cells);
+  EXPECT_EQ(report.substr(report.find_last_not_of(" \n") - 1, 2), "OK") << report;
+
+  // LibreOffice reads the same rows.
+  const auto sheets = wbtest::ReadWithLibreOffice(tmp, xls);
+  const auto it = sheets.find(U8("材料采购单"));
+  ASSERT_NE(it, sheets.end()) << "sheets read: " << sheets.size();
+  for (std::size_t i = 0; i < expected_csv.size(); ++i) {
+    ASSERT_GT(it->second.size(), 6 + i);
+    std::vector<std::string> got = it->second[6 + i];
+    got.resize(21);
+    got[10] = "";  // the template's own column
+    EXPECT_EQ(got, expected_csv[i]) << "sheet row " << 6 + i;
+  }
+}
+
+TEST_F(BomTest, ASecondRunOnTheSavedPartGivesTheSameTreeAndWorkbook) {
+  const Result first = Bom(P("die.xbf"), P("out"), {"--save", P("saved.xbf")});
+  ASSERT_EQ(first.code, 0) << first.err;
+  fs::create_directories(dir_ / "out2");
+  const Result second = Bom(P("saved.xbf"), P("out2"));
+  ASSERT_EQ(second.code, 0) << second.err;
+
+  // The same rows; only a new-colour body, numbered by the first run with its
+  // time cleared, shows the time it was first listed when read back.
+  const auto a = TreeRows(first.out), b = TreeRows(second.out);
+  ASSERT_EQ(a.size(), b.size());
+  std::vector<wbtest::Cell> changed;
+  int sheet_row = 6;
+  for (std::size_t i = 0; i < a.size(); ++i) {
+    std::vector<std::string> x = a[i], y = b[i];
+    if (x[1 + 14] != y[1 + 14]) {
+      EXPECT_EQ(x[1 + 13], "新增") << "row " << i;
+      EXPECT_EQ(x[1 + 14], "");
+      if (a[i][0] == "1") changed.push_back({sheet_row, 20, text::GbkToWide(y[1 + 14])});
+      x[1 + 14] = y[1 + 14];
+    }
+    EXPECT_EQ(x, y) << "row " << i;
+    if (a[i][0] == "1") ++sheet_row;
+  }
+  // The second workbook is the first but for those cells: every other cell,
+  // format and stream as it was.
+  const wbtest::TempDir tmp;
+  const std::string report =
+      wbtest::CheckWithXlrd(tmp, Workbook("out", "die"), Workbook("out2", "saved"), 0, changed);
+  EXPECT_EQ(report.substr(report.find_last_not_of(" \n") - 1, 2), "OK") << report;
+
+  // A third export of the same part takes the next free name.
+  const Result third = Bom(P("saved.xbf"), P("out2"));
+  ASSERT_EQ(third.code, 0) << third.err;
+  EXPECT_TRUE(fs::is_regular_file(dir_ / "out2" / "saved" / (U8("saved材料BOM") + "-1.xls")));
+}
+
+TEST_F(BomTest, AnEmptyRequiredFieldOrABadFolderWritesNothing) {
+  Result r = Diebom({"bom", P("die.xbf"), "--out", P("out"), "--set", U8("订单编号=SO-1")});
+  EXPECT_EQ(r.code, 1);
+  EXPECT_NE(r.err.find(U8("产品材质不可以为空")), std::string::npos) << r.err;
+  EXPECT_TRUE(fs::is_empty(dir_ / "out"));
+
+  r = Bom(P("die.xbf"), P("no/such/folder"));
+  EXPECT_EQ(r.code, 1);
+  EXPECT_NE(r.err.find("no/such/folder"), std::string::npos) << r.err;
+  fs::create_directories(dir_ / "locked");
+  fs::permissions(dir_ / "locked", fs::perms::owner_read | fs::perms::owner_exec);
+  if (access(P("locked").c_str(), W_OK) != 0) {  // root may write anywhere
+    r = Bom(P("die.xbf"), P("locked"));
+    EXPECT_EQ(r.code, 1) << r.err;
+  }
+  fs::permissions(dir_ / "locked", fs::perms::owner_all);
+
+  for (const std::string& target : {P("die.xbf"), P("copy.step")}) {
+    r = Bom(P("die.xbf"), P("out"), {"--save", target});
+    EXPECT_EQ(r.code, 2) << target;
+  }
+  r = Diebom({"bom", P("die.xbf"), "--set", U8("颜色=红")});
+  EXPECT_EQ(r.code, 2);
+  EXPECT_TRUE(fs::is_empty(dir_ / "out"));
+}
+
+TEST_F(BomTest, AModelFromElsewhereSaysWhichFilterEmptiedTheTree) {
+  // The STEP copy carries layers and colours but none of the marks.
+  Result r = Bom(P("die.step"), P("out"));
+  ASSERT_EQ(r.code, 0) << r.err;
+  EXPECT_EQ(TreeRows(r.out).size(), 0u);
+  EXPECT_NE(r.err.find("--mark"), std::string::npos) << r.err;
+
+  r = Bom(P("die.step"), P("out"), {"--mark"});
+  ASSERT_EQ(r.code, 0) << r.err;
+  const std::size_t marked = TreeRows(r.out).size();
+  EXPECT_GE(marked, 20u);
+
+  // Every layer that holds solids, the strip's and the product's too.
+  r = Bom(P("die.step"), P("out"), {"--mark", "--all-layers", "--keep-overlaps"});
+  ASSERT_EQ(r.code, 0) << r.err;
+  EXPECT_GT(TreeRows(r.out).size(), marked);
+}
+
+}  // namespace
