@@ -1,8 +1,13 @@
 #!/usr/bin/env bash
-# Installs what is missing, builds into build/, and prints the blank list of
-# the shipped sample die (build/samples/die/sample_die.xbf, written by the build).
-# Extra arguments go to `diebom blanks`, e.g. --format csv, --mode exact.
+# The main job on the shipped sample die: installs what is missing, builds into
+# build/, runs the material BOM of build/samples/die/sample_die.xbf (written by
+# the build) with the sample header, prints the material tree, and writes the
+# purchase workbook into build/sample-bom/sample_die/ (a new file each run:
+# sample_die材料BOM.xls, then -1, -2, ...).
+# Extra arguments go to `diebom bom`, e.g. --format csv, --same-body, --reorder.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 bash scripts/build.sh
-exec build/cli/diebom blanks build/samples/die/sample_die.xbf "$@"
+mkdir -p build/sample-bom
+exec build/cli/diebom bom build/samples/die/sample_die.xbf \
+  --header samples/sample_header.csv --out build/sample-bom "$@"
