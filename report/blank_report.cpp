@@ -19,8 +19,8 @@ namespace {
 
 // The material tree's column headings, in column order.
 constexpr const char* kHeadings[kColumnCount] = {
-    "序号",     "名称",     "代号",     "材质",     "规格(L*W*T)", "数量",     "重量(KG)",
-    "热处理",   "备注",     "订购方式", "是否倒角", "等高",        "采购周期", "实体状态",
+    "序号",     "名称",      "代号",     "材质",     "规格(L*W*T)", "数量",     "重量(KG)",
+    "热处理",   "备注",      "订购方式", "是否倒角", "等高",        "采购周期", "实体状态",
     "修改时间", "净重(KG).", "制造流程", "重量(KG)", "净重(KG)",    "余量"};
 
 constexpr FlagKind kFlagKinds[] = {FlagKind::kHoleDirection, FlagKind::kLowFill,
@@ -136,23 +136,24 @@ std::string Styles() {
       ".views svg{width:100%;height:auto;max-height:70vh}"
       ".views .fiso{grid-area:iso}.views .ffront{grid-area:front}.views .ftop{grid-area:top}"
       ".views .fleft{grid-area:left}"
-      "svg.drawing path{stroke-linejoin:round}"
-      "svg.drawing .box{fill:none;stroke:#222;stroke-width:1.3px;"
-      "vector-effect:non-scaling-stroke}"
-      "svg.drawing .box.hid{stroke:#8a939c;stroke-dasharray:5 4}"
-      "svg.drawing .ax{stroke-width:2px;vector-effect:non-scaling-stroke}"
-      "svg.drawing text{font-size:46px;text-anchor:middle;dominant-baseline:central;"
-      "font-weight:bold}"
+      // Drawings are shown through <use>: their rules name the drawing's own
+      // classes only, never the <svg> around them.
+      ".box{fill:none;stroke:#222;stroke-width:1.3px;vector-effect:non-scaling-stroke}"
+      ".box.hid{stroke:#8a939c;stroke-dasharray:5 4}"
+      ".ax{stroke-width:2px;vector-effect:non-scaling-stroke}"
       ".x{stroke:#c62828;fill:#c62828}.y{stroke:#2e7d32;fill:#2e7d32}"
-      ".z{stroke:#1565c0;fill:#1565c0}svg.drawing text{stroke:none}";
+      ".z{stroke:#1565c0;fill:#1565c0}"
+      ".dim,.al{font-size:60px;text-anchor:middle;dominant-baseline:central;"
+      "font-weight:bold;stroke:none}";
   // Shades of steel, dark to light; the stroke hides the seams between facets.
   for (int k = 0; k < kShades; ++k) {
     const double t = 0.22 + 0.86 * k / (kShades - 1);
     const int r = std::min(255, static_cast<int>(std::lround(168 * t)));
     const int g = std::min(255, static_cast<int>(std::lround(184 * t)));
     const int b = std::min(255, static_cast<int>(std::lround(206 * t)));
-    css += text::Format(".s%d{fill:#%02x%02x%02x;stroke:#%02x%02x%02x;stroke-width:1.5}", k, r, g,
-                        b, r, g, b);
+    css += text::Format(
+        ".s%d{fill:#%02x%02x%02x;stroke:#%02x%02x%02x;stroke-width:1.5;stroke-linejoin:round}", k,
+        r, g, b, r, g, b);
   }
   return css;
 }
@@ -207,8 +208,8 @@ class DrawingStore {
     }
     return "<svg class=\"drawing " + std::string(classes) + "\" viewBox=\"0 0 " +
            std::to_string(d.width) + ' ' + std::to_string(d.height) +
-           "\" preserveAspectRatio=\"xMidYMid meet\"><use href=\"#d" +
-           std::to_string(it->second) + "\"/></svg>";
+           "\" preserveAspectRatio=\"xMidYMid meet\"><use href=\"#d" + std::to_string(it->second) +
+           "\"/></svg>";
   }
   std::size_t size() const { return ids_.size(); }
 
@@ -320,8 +321,8 @@ ReportResult WriteBlankReport(host::Host& host, const std::vector<ReportRow>& ro
     const std::string& n18 = row.columns[kNetWeightColumn];
     const double unit = Number(w17.empty() ? row.columns[kGroupWeightColumn] : w17);
     const double unit_net = Number(n18.empty() ? row.columns[kGroupNetWeightColumn] : n18);
-    for (Totals* t : {&materials[row.columns[kMaterialColumn]],
-                      &methods[row.columns[kOrderingColumn]], &all}) {
+    for (Totals* t :
+         {&materials[row.columns[kMaterialColumn]], &methods[row.columns[kOrderingColumn]], &all}) {
       t->rows += 1;
       t->bodies += row.bodies.size();
       t->blank += unit * static_cast<double>(count);
@@ -341,14 +342,13 @@ ReportResult WriteBlankReport(host::Host& host, const std::vector<ReportRow>& ro
     for (const auto& [name, t] : materials) top = std::max({top, t.blank, t.net});
     const int label = 150, bar = 480, lane = 34;
     const int height = 30 + lane * static_cast<int>(materials.size());
-    std::string svg = "<svg class=\"chart\" id=\"weight-chart\" viewBox=\"0 0 760 " +
-                      std::to_string(height) + "\" role=\"img\"><text x=\"" +
-                      std::to_string(label) + "\" y=\"14\">" + Html("毛坯重量(KG)") +
-                      "</text><rect class=\"blank\" x=\"" + std::to_string(label - 16) +
-                      "\" y=\"4\" width=\"12\" height=\"12\"/><text x=\"" +
-                      std::to_string(label + 170) + "\" y=\"14\">" + Html("净重(KG)") +
-                      "</text><rect class=\"net\" x=\"" + std::to_string(label + 154) +
-                      "\" y=\"4\" width=\"12\" height=\"12\"/>";
+    std::string svg =
+        "<svg class=\"chart\" id=\"weight-chart\" viewBox=\"0 0 760 " + std::to_string(height) +
+        "\" role=\"img\"><text x=\"" + std::to_string(label) + "\" y=\"14\">" +
+        Html("毛坯重量(KG)") + "</text><rect class=\"blank\" x=\"" + std::to_string(label - 16) +
+        "\" y=\"4\" width=\"12\" height=\"12\"/><text x=\"" + std::to_string(label + 170) +
+        "\" y=\"14\">" + Html("净重(KG)") + "</text><rect class=\"net\" x=\"" +
+        std::to_string(label + 154) + "\" y=\"4\" width=\"12\" height=\"12\"/>";
     int y = 26;
     for (const auto& [name, t] : materials) {
       const double wb = top > 0 ? bar * t.blank / top : 0.0;
@@ -380,10 +380,9 @@ ReportResult WriteBlankReport(host::Host& host, const std::vector<ReportRow>& ro
   page += "</table><table class=\"t\" id=\"methods\"><tr><th>" + Html("订购方式") + "</th><th>" +
           Html("行数") + "</th><th>" + Html("实体数") + "</th></tr>";
   for (const auto& [name, t] : methods)
-    page += "<tr data-method=\"" + Html(name) + "\"><td>" +
-            Html(name.empty() ? "（未定）" : name) + "</td><td class=\"n\">" +
-            std::to_string(t.rows) + "</td><td class=\"n\">" + std::to_string(t.bodies) +
-            "</td></tr>";
+    page += "<tr data-method=\"" + Html(name) + "\"><td>" + Html(name.empty() ? "（未定）" : name) +
+            "</td><td class=\"n\">" + std::to_string(t.rows) + "</td><td class=\"n\">" +
+            std::to_string(t.bodies) + "</td></tr>";
   page += "</table><table class=\"t\" id=\"flag-kinds\"><tr><th>" + Html("需查看") + "</th><th>" +
           Html("行数") + "</th><th>" + Html("材料行") + "</th></tr>";
   for (FlagKind kind : kFlagKinds) {
@@ -396,9 +395,9 @@ ReportResult WriteBlankReport(host::Host& host, const std::vector<ReportRow>& ro
       links += "<a href=\"#row-" + std::to_string(flag.row + 1) + "\">" +
                (seq.empty() ? std::to_string(flag.row + 1) : Html(seq)) + "</a>";
     }
-    page += "<tr data-flag=\"" + std::string(FlagName(kind)) + "\"><td>" +
-            Html(FlagTitle(kind)) + "</td><td class=\"n\">" + std::to_string(n) +
-            "</td><td class=\"flaglist\">" + links + "</td></tr>";
+    page += "<tr data-flag=\"" + std::string(FlagName(kind)) + "\"><td>" + Html(FlagTitle(kind)) +
+            "</td><td class=\"n\">" + std::to_string(n) + "</td><td class=\"flaglist\">" + links +
+            "</td></tr>";
   }
   page += "</table></div></section><main>";
   emit(page);
@@ -421,8 +420,8 @@ ReportResult WriteBlankReport(host::Host& host, const std::vector<ReportRow>& ro
             BlankMesh(host, f.body, *f.frame, options.chord_share, options.facet_angle);
         const ViewDrawing iso = DrawView(mesh, *f.frame, View::kIsometric);
         thumb = store.Use(iso, "iso", sprite);
-        detail = "<figure class=\"fiso\">" + store.Use(iso, "iso-large", sprite) +
-                 "<figcaption>" + Html("轴测图") + "</figcaption></figure>";
+        detail = "<figure class=\"fiso\">" + store.Use(iso, "iso-large", sprite) + "<figcaption>" +
+                 Html("轴测图") + "</figcaption></figure>";
         if (options.orthographic_views) {
           const std::pair<View, const char*> views[] = {
               {View::kFront, "front"}, {View::kLeft, "left"}, {View::kTop, "top"}};
@@ -447,19 +446,18 @@ ReportResult WriteBlankReport(host::Host& host, const std::vector<ReportRow>& ro
     std::string s;
     if (!sprite.empty())
       s += "<svg class=\"sprite\" aria-hidden=\"true\"><defs>" + sprite + "</defs></svg>";
-    s += "<section class=\"row" + std::string(f.flags.empty() ? "" : " flagged") + "\" id=\"" +
-         id + "\" data-seq=\"" + Html(row.columns[kSequenceColumn]) + "\" data-code=\"" +
-         Html(row.columns[kCodeColumn]) + "\" data-bodies=\"" +
-         std::to_string(row.bodies.size()) + "\" data-flags=\"" + flags_attr + "\">";
+    s += "<section class=\"row" + std::string(f.flags.empty() ? "" : " flagged") + "\" id=\"" + id +
+         "\" data-seq=\"" + Html(row.columns[kSequenceColumn]) + "\" data-code=\"" +
+         Html(row.columns[kCodeColumn]) + "\" data-bodies=\"" + std::to_string(row.bodies.size()) +
+         "\" data-flags=\"" + flags_attr + "\">";
     s += "<div class=\"thumb\" tabindex=\"0\" title=\"" + Html("点击放大") + "\">" + thumb +
          "</div>";
-    const std::string heading = "<span class=\"seq\">" + Html(row.columns[kSequenceColumn]) +
-                                "</span> " + Html(row.columns[kCodeColumn]) + " " +
-                                Html(row.columns[kNameColumn]) +
-                                (row.bodies.size() > 1
-                                     ? " <span class=\"n\">x" +
-                                           std::to_string(row.bodies.size()) + "</span>"
-                                     : "");
+    const std::string heading =
+        "<span class=\"seq\">" + Html(row.columns[kSequenceColumn]) + "</span> " +
+        Html(row.columns[kCodeColumn]) + " " + Html(row.columns[kNameColumn]) +
+        (row.bodies.size() > 1
+             ? " <span class=\"n\">x" + std::to_string(row.bodies.size()) + "</span>"
+             : "");
     s += "<div class=\"info\"><h2>" + heading + "</h2><dl class=\"v\">";
     for (std::size_t c = 1; c < kColumnCount; ++c)
       s += "<dt>" + Html(kHeadings[c]) + "</dt><dd>" + Html(row.columns[c]) + "</dd>";

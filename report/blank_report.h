@@ -51,9 +51,9 @@ struct ReportOptions {
 };
 
 enum class FlagKind {
-  kHoleDirection,  // the blank's Z is not along the direction with most holes
-  kLowFill,        // the body fills less than the fill limit of its blank
-  kNoMaterial,     // no material: the body's colour is not configured
+  kHoleDirection,      // the blank's Z is not along the direction with most holes
+  kLowFill,            // the body fills less than the fill limit of its blank
+  kNoMaterial,         // no material: the body's colour is not configured
   kSameBodyOtherCode,  // identical to the body of a row with another code
 };
 

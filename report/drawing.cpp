@@ -21,7 +21,7 @@ constexpr const char* kOrientationTitle = "材料方位";
 // Drawing units: the longer side of a view's box is this long.
 constexpr double kSpan = 1000.0;
 // Room around the box for the axes' letters and the extents.
-constexpr double kMargin = 110.0;
+constexpr double kMargin = 200.0;
 
 Vector3d Sub(const Point3d& a, const Point3d& b) { return {a.X - b.X, a.Y - b.Y, a.Z - b.Z}; }
 double DotP(const Point3d& p, const Vector3d& v) { return p.X * v.X + p.Y * v.Y + p.Z * v.Z; }
@@ -87,7 +87,12 @@ struct Screen {
   double scale = 1.0, min_x = 0.0, max_y = 0.0;
   double X(const Point3d& p) const { return (DotP(p, pr.right) - min_x) * scale + kMargin; }
   double Y(const Point3d& p) const { return (max_y - DotP(p, pr.up)) * scale + kMargin; }
-  ScreenPoint At(const Point3d& p) const { return {std::lround(X(p)), std::lround(Y(p))}; }
+  // Rounded a little off the half: exact halves are common with round
+  // sizes, and noise must not round the same point of two copies apart.
+  ScreenPoint At(const Point3d& p) const {
+    return {std::lround(X(p) + kNudge), std::lround(Y(p) + kNudge)};
+  }
+  static constexpr double kNudge = 1.37e-4;
 };
 
 const char* AxisClass(int axis) { return axis == 0 ? "x" : axis == 1 ? "y" : "z"; }
@@ -205,7 +210,7 @@ ViewDrawing DrawView(const Mesh& mesh, const BlankFrame& frame, View view) {
   Point3d tip[3];
   for (int a = 0; a < 3; ++a) {
     const Vector3d v = AxisVector(a);
-    shown[a] = std::abs(host::Dot(v, pr.back)) < 0.5;
+    shown[a] = std::abs(host::Dot(v, pr.back)) < 0.9;  // not seen end-on
     const double reach = (a == 2 ? extent[2] : extent[a] / 2) + 0.25 * longest;
     tip[a] = Along(origin, v, reach);
   }
@@ -256,7 +261,9 @@ ViewDrawing DrawView(const Mesh& mesh, const BlankFrame& frame, View view) {
     const long area = (f.p[1].x - f.p[0].x) * (f.p[2].y - f.p[0].y) -
                       (f.p[2].x - f.p[0].x) * (f.p[1].y - f.p[0].y);
     if (area == 0) continue;
-    f.depth = (DotP(a, pr.back) + DotP(b, pr.back) + DotP(c, pr.back)) / 3;
+    // Depth rounded so that coplanar faces tie, and keep the facets' order,
+    // in copies of a body as well.
+    f.depth = std::round((DotP(a, pr.back) + DotP(b, pr.back) + DotP(c, pr.back)) / 3 * 1e4);
     const double lit = 0.3 + 0.7 * std::max(0.0, host::Dot(normal, light));
     f.shade = std::clamp(static_cast<int>(std::lround(lit * (kShades - 1))), 0, kShades - 1);
     faces.push_back(f);
@@ -295,8 +302,8 @@ ViewDrawing DrawView(const Mesh& mesh, const BlankFrame& frame, View view) {
         AppendInt(path, p.x), path += ' ', AppendInt(path, p.y), path += ' ';
         AppendInt(path, q.x), path += ' ', AppendInt(path, q.y);
       }
-    out += "<path class=\"box hid\" d=\"" + hidden + "\"/><path class=\"box\" d=\"" + visible +
-           "\"/>";
+    out +=
+        "<path class=\"box hid\" d=\"" + hidden + "\"/><path class=\"box\" d=\"" + visible + "\"/>";
   } else {
     long x0 = 1L << 40, y0 = 1L << 40, x1 = -(1L << 40), y1 = -(1L << 40);
     for (int c = 0; c < 8; ++c) {
@@ -330,12 +337,13 @@ ViewDrawing DrawView(const Mesh& mesh, const BlankFrame& frame, View view) {
     AppendInt(out, std::lround(t.x - head * dx - 0.35 * head * dy)), out += ' ';
     AppendInt(out, std::lround(t.y - head * dy + 0.35 * head * dx)), out += "Z\"/>";
     const std::string cls = std::string("al ") + AxisClass(a);
-    AppendText(out, cls.c_str(), t.x + 40 * dx, t.y + 40 * dy, std::string(1, "XYZ"[a]));
+    AppendText(out, cls.c_str(), t.x + 48 * dx, t.y + 48 * dy, std::string(1, "XYZ"[a]));
   }
 
   // The extents, written beside a box edge along each axis in the view:
   // in the isometric view the outer bottom edges and the right upright, in
-  // the others the edge at the bottom or on the right.
+  // the others the edge at the bottom or on the left (the axes run from the
+  // middle of the box to the right and up).
   const Point3d centre{(frame.low.X + frame.high.X) / 2, (frame.low.Y + frame.high.Y) / 2,
                        (frame.low.Z + frame.high.Z) / 2};
   const double cx = s.X(centre), cy = s.Y(centre);
@@ -346,7 +354,6 @@ ViewDrawing DrawView(const Mesh& mesh, const BlankFrame& frame, View view) {
     double best_score = -1e300;
     for (int c = 0; c < 8; ++c) {
       if (c & bit) continue;
-      int from = c;
       if (iso) {
         // X on the edge at high Y, low Z; Y at high X, low Z; Z at low X, high Y.
         const int want = a == 0 ? 2 : a == 1 ? 1 : 2;
@@ -354,9 +361,9 @@ ViewDrawing DrawView(const Mesh& mesh, const BlankFrame& frame, View view) {
         best = c;
         break;
       }
-      const Point3d m = Along(Corner(frame, from), AxisVector(a), extent[a] / 2);
+      const Point3d m = Along(Corner(frame, c), AxisVector(a), extent[a] / 2);
       const bool horizontal = std::abs(host::Dot(AxisVector(a), pr.right)) > 0.5;
-      const double score = horizontal ? s.Y(m) : s.X(m);
+      const double score = horizontal ? s.Y(m) : -s.X(m);
       if (score > best_score + 1e-9) best_score = score, best = c;
     }
     if (best < 0) continue;
@@ -371,7 +378,7 @@ ViewDrawing DrawView(const Mesh& mesh, const BlankFrame& frame, View view) {
     char value[32];
     std::snprintf(value, sizeof value, "%.1f", extent[a]);
     const std::string cls = std::string("dim ") + AxisClass(a);
-    AppendText(out, cls.c_str(), mx + 52 * ox, my + 52 * oy, value);
+    AppendText(out, cls.c_str(), mx + 64 * ox, my + 64 * oy, value);
   }
   return d;
 }

@@ -71,8 +71,8 @@ std::optional<std::string> FillFlag(host::Host& host, host::Tag body, const Blan
   if (!(blank_volume > 0.0)) return std::nullopt;
   const double share = host.bodies().Volume(body) / blank_volume;
   if (share >= limit) return std::nullopt;
-  return text::Format("实体只占毛坯体积的%.0f%%（不足%.0f%%），可考虑换料型或用圆料",
-                      share * 100, limit * 100);
+  return text::Format("实体只占毛坯体积的%.0f%%（不足%.0f%%），可考虑换料型或用圆料", share * 100,
+                      limit * 100);
 }
 
 std::optional<std::string> NoMaterialFlag(host::Host& host, const ReportRow& row) {
@@ -107,9 +107,8 @@ std::vector<std::optional<std::string>> SameBodyFlags(host::Host& host,
   }
   std::vector<std::size_t> by_volume(entries.size());
   for (std::size_t k = 0; k < by_volume.size(); ++k) by_volume[k] = k;
-  std::sort(by_volume.begin(), by_volume.end(), [&](std::size_t a, std::size_t b) {
-    return entries[a].volume < entries[b].volume;
-  });
+  std::sort(by_volume.begin(), by_volume.end(),
+            [&](std::size_t a, std::size_t b) { return entries[a].volume < entries[b].volume; });
   std::vector<std::size_t> position(entries.size());
   for (std::size_t k = 0; k < by_volume.size(); ++k) position[by_volume[k]] = k;
 
@@ -139,9 +138,9 @@ std::vector<std::optional<std::string>> SameBodyFlags(host::Host& host,
       }
       if (!same) continue;
       const std::size_t other = entries[c].row;
-      out[e.row] = text::Format("与第%s行（代号%s）的实体相同，但代号不同",
-                                RowName(rows, other).c_str(),
-                                rows[other].columns[kCodeColumn].c_str());
+      out[e.row] =
+          text::Format("与第%s行（代号%s）的实体相同，但代号不同", RowName(rows, other).c_str(),
+                       rows[other].columns[kCodeColumn].c_str());
       break;
     }
   }

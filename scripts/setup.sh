@@ -9,6 +9,7 @@ packages=(
   libocct-ocaf-dev libocct-data-exchange-dev libocct-visualization-dev
   libtbb-dev libgtest-dev libgmock-dev libbenchmark-dev libpugixml-dev
   python3 python3-xlrd libreoffice-calc-nogui zlib1g-dev
+  chromium fonts-wqy-zenhei
 )
 
 missing=()

@@ -1,0 +1,384 @@
+// The blank report on real solids: the flags on bodies built to trigger each
+// one and on bodies built not to, the drawings in the blank system, bad
+// input, and the page as headless Chromium builds it.
+#include "report/blank_report.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <numbers>
+#include <set>
+#include <sstream>
+
+#include "report/drawing.h"
+#include "samples/sample_die.h"
+#include "tests/report/browser.h"
+#include "tests/report/die_rows.h"
+#include "tests/support/scratch.h"
+
+namespace {
+
+using host::Point3d;
+using host::Tag;
+using memory::MemoryHost;
+using memory::Shape;
+using report::FlagKind;
+using report::ReportRow;
+using namespace report_test;
+
+constexpr double kPi = std::numbers::pi;
+
+// Layers 10 and 20; colours 6, 11 and 36 have materials, others have none.
+config::MaterialBomSettings ShopSettings() {
+  config::MaterialBomSettings s;
+  s.material.layer_numbers = {10, 20};
+  s.material.layer_names = {"上模座", "下模板"};
+  s.material.layer_codes = {"UB", "LP"};
+  s.material.colors = {6, 11, 36};
+  s.material.material_names = {"45#", "Cr12MoV", "SKD11"};
+  s.material.heat_treatments = {"调质", "HRC58-60", "HRC60-62"};
+  s.material.density = 7.85;
+  s.material.ordering_weight = 5;
+  s.material.first_ordering_method = "库存料";
+  s.material.first_purchase_method = "毛料订购";
+  s.common.changed_body_color = 186;
+  return s;
+}
+
+// A plate with four holes through its thickness and two through its length.
+Shape Plate(double shift = 0.0) {
+  Shape s = Shape::Box(200, 120, 20);
+  for (double x : {30.0, 170.0})
+    for (double y : {25.0, 95.0}) s = s.Drilled({x, y, 20}, {0, 0, -1}, 10, 20);
+  for (double y : {40.0 + shift, 80.0}) s = s.Drilled({0, y, 10}, {1, 0, 0}, 8, 200);
+  return s;
+}
+
+using FlagSet = std::set<std::pair<std::size_t, FlagKind>>;
+
+FlagSet Flags(const report::ReportResult& r) {
+  FlagSet out;
+  for (const auto& f : r.flags) out.insert({f.row, f.kind});
+  return out;
+}
+
+std::string ReasonOf(const report::ReportResult& r, std::size_t row, FlagKind kind) {
+  for (const auto& f : r.flags)
+    if (f.row == row && f.kind == kind) return f.reason;
+  return "<none>";
+}
+
+struct ReportTest : ::testing::Test {
+  MemoryHost h;
+  config::MaterialBomSettings settings = ShopSettings();
+  blank::MaterialParamCalculator calc{h, blank::BomOptions{}, settings};
+
+  // One row for `bodies` (a group when more than one) from the first body's record.
+  ReportRow Row(const std::vector<Tag>& bodies, int number, const std::string& code) {
+    blank::MaterialParam p = calc.GetBodyMaterialParam(bodies.front());
+    p.code = code;
+    return {Columns(p, number, static_cast<int>(bodies.size())), bodies};
+  }
+
+  // The die of the flag tests; `rows` in the order of the comments.
+  std::vector<ReportRow> FlagDie() {
+    std::vector<ReportRow> rows;
+    // 0: a plate computed as usual: Z along its four holes.
+    rows.push_back(Row({h.AddBody(Plate(), 10, 6)}, 1, "UB-01"));
+    // 1: another plate whose blank was turned by hand, Z along its two holes.
+    const Tag turned = h.AddBody(Plate(5).Translated({0, 300, 0}), 10, 6);
+    h.attributes().SetString(turned, "材料方位", "0,1,0,0,0,1");
+    blank::MaterialParam by_hand;
+    by_hand.name = "垫板";
+    by_hand.code = "UB-02";
+    by_hand.material = "45#";
+    rows.push_back({Columns(by_hand, 2, 1), {turned}});
+    // 2: a thin L, a fifth of its blank.
+    rows.push_back(Row(
+        {h.AddBody(
+            Shape::Prism(
+                {{0, 0, 0}, {100, 0, 0}, {100, 12, 0}, {12, 12, 0}, {12, 100, 0}, {0, 100, 0}}, 20)
+                .Translated({400, 0, 0}),
+            10, 11)},
+        3, "UB-03"));
+    // 3 and 4: one block twice, the second turned, under two codes.
+    const Shape block = Shape::Box(80, 50, 25).Drilled({20, 25, 25}, {0, 0, -1}, 12, 25);
+    rows.push_back(Row({h.AddBody(block.Translated({600, 0, 0}), 10, 36)}, 4, "UB-04"));
+    rows.push_back(
+        Row({h.AddBody(block.Rotated({}, {0, 0, 1}, kPi / 2).Translated({800, 0, 0}), 10, 36)}, 5,
+            "UB-05"));
+    // 5: a block a millimetre thicker: not the same.
+    rows.push_back(Row({h.AddBody(Shape::Box(80, 50, 26)
+                                      .Drilled({20, 25, 26}, {0, 0, -1}, 12, 26)
+                                      .Translated({1000, 0, 0}),
+                                  10, 36)},
+                       6, "UB-06"));
+    // 6: a block in a colour without material.
+    rows.push_back(Row({h.AddBody(Shape::Box(60, 40, 30, {0, -200, 0}), 20, 87)}, 7, "LP-01"));
+    // 7: a group of two round punches marked as round parts, one code.
+    std::vector<Tag> punches;
+    for (double x : {0.0, 50.0}) {
+      const Tag p = h.AddBody(Shape::Cylinder(8, 60, {x, -400, 0}), 20, 11);
+      h.attributes().SetString(p, "圆件", "Y");
+      punches.push_back(p);
+    }
+    rows.push_back(Row(punches, 8, "LP-02"));
+    // 8: a cylinder in a square blank (78.5%).
+    rows.push_back(Row({h.AddBody(Shape::Cylinder(20, 30, {200, -400, 0}), 20, 11)}, 9, "LP-03"));
+    return rows;
+  }
+};
+
+TEST_F(ReportTest, FlagsFireOnTheBodiesBuiltForThemAndOnNoOthers) {
+  const std::vector<ReportRow> rows = FlagDie();
+  std::ostringstream page;
+  const report::ReportResult r = report::WriteBlankReport(h, rows, {}, page);
+  EXPECT_EQ(Flags(r), (FlagSet{{1, FlagKind::kHoleDirection},
+                               {2, FlagKind::kLowFill},
+                               {3, FlagKind::kSameBodyOtherCode},
+                               {4, FlagKind::kSameBodyOtherCode},
+                               {6, FlagKind::kNoMaterial}}));
+  EXPECT_EQ(ReasonOf(r, 1, FlagKind::kHoleDirection),
+            "毛坯Z向不是孔最多的方向：Z向2个孔，Y向4个孔");
+  EXPECT_EQ(ReasonOf(r, 2, FlagKind::kLowFill).rfind("实体只占毛坯体积的23%（不足40%）", 0), 0u)
+      << ReasonOf(r, 2, FlagKind::kLowFill);
+  EXPECT_EQ(ReasonOf(r, 3, FlagKind::kSameBodyOtherCode),
+            "与第005行（代号UB-05）的实体相同，但代号不同");
+  EXPECT_EQ(ReasonOf(r, 4, FlagKind::kSameBodyOtherCode),
+            "与第004行（代号UB-04）的实体相同，但代号不同");
+  EXPECT_EQ(ReasonOf(r, 6, FlagKind::kNoMaterial), "没有材质：实体颜色87未在颜色表中配置");
+  EXPECT_EQ(r.rows, 9u);
+  EXPECT_EQ(r.bodies, 10u);
+  EXPECT_EQ(r.drawings, 9u);
+  EXPECT_TRUE(r.problems.empty());
+  EXPECT_EQ(r.bytes, page.str().size());
+
+  // The page: UTF-8 reasons in the flagged rows, the flags' names on them.
+  const std::string html = page.str();
+  EXPECT_NE(html.find(text::GbkToUtf8(ReasonOf(r, 1, FlagKind::kHoleDirection))),
+            std::string::npos);
+  EXPECT_NE(Section(html, "id=\"row-2\"").find("data-flags=\"holes\""), std::string::npos);
+  EXPECT_NE(Section(html, "id=\"row-4\"").find("data-flags=\"same\""), std::string::npos);
+  EXPECT_NE(Section(html, "id=\"row-8\"").find("data-flags=\"\""), std::string::npos);
+  EXPECT_NE(html.find("id=\"body-count\">10<"), std::string::npos);
+
+  // A stricter limit flags the cylinder in its square blank, not the round parts.
+  report::ReportOptions strict;
+  strict.fill_limit = 0.8;
+  std::ostringstream ignored;
+  const FlagSet tight = Flags(report::WriteBlankReport(h, rows, strict, ignored));
+  EXPECT_TRUE(tight.count({8, FlagKind::kLowFill}));
+  EXPECT_FALSE(tight.count({7, FlagKind::kLowFill}));
+}
+
+TEST_F(ReportTest, DrawsTheBodyInItsBlankSystemWithItsExtents) {
+  // A block turned 30 degrees: its blank system is turned with it.
+  const Tag body = h.AddBody(Shape::Box(100, 50, 20).Rotated({}, {0, 0, 1}, kPi / 6), 10, 6);
+  calc.GetBodyMaterialParam(body);
+  report::BlankFrames frames(h);
+  const report::BlankFrame f = frames.Find(body);
+  EXPECT_EQ(f.source, report::BlankFrame::Source::kNamedSystem);
+  EXPECT_NEAR(f.Extent(0), 100, 1e-6);
+  EXPECT_NEAR(f.Extent(1), 50, 1e-6);
+  EXPECT_NEAR(f.Extent(2), 20, 1e-6);
+  const report::Mesh mesh = report::BlankMesh(h, body, f, 0.02, 0.6);
+  for (const Point3d& p : mesh.vertices) {  // the facets lie in the blank
+    EXPECT_GE(p.X, f.low.X - 1e-6);
+    EXPECT_LE(p.Z, f.high.Z + 1e-6);
+  }
+  const report::ViewDrawing iso = report::DrawView(mesh, f, report::View::kIsometric);
+  for (const char* extent : {">100.0<", ">50.0<", ">20.0<"})
+    EXPECT_NE(iso.content.find(extent), std::string::npos) << extent;
+  // Three faces of a box face the viewer, each flat: three shades, one path each.
+  std::set<std::string> shades;
+  for (std::size_t at = iso.content.find("<path class=\"s"); at != std::string::npos;
+       at = iso.content.find("<path class=\"s", at + 1))
+    shades.insert(iso.content.substr(at + 13, iso.content.find('"', at + 13) - at - 13));
+  EXPECT_EQ(shades.size(), 3u);
+  EXPECT_EQ(Count(iso.content, "class=\"box hid\""), 1u);
+  // The front view shows X and Z, not Y; the views share one scale.
+  const report::ViewDrawing front = report::DrawView(mesh, f, report::View::kFront);
+  const report::ViewDrawing top = report::DrawView(mesh, f, report::View::kTop);
+  EXPECT_NE(front.content.find(">100.0<"), std::string::npos);
+  EXPECT_NE(front.content.find(">20.0<"), std::string::npos);
+  EXPECT_EQ(front.content.find(">50.0<"), std::string::npos);
+  EXPECT_EQ(front.width, top.width);
+
+  // Without a named system: the recorded orientation, else the world axes
+  // with a note when the recorded one cannot be read.
+  const Tag loose = h.AddBody(Shape::Box(30, 60, 10), 10, 6);
+  h.attributes().SetString(loose, "材料方位", "0,1,0,-1,0,0");
+  const report::BlankFrame turned = frames.Find(loose);
+  EXPECT_EQ(turned.source, report::BlankFrame::Source::kOrientation);
+  EXPECT_NEAR(turned.Extent(0), 60, 1e-6);
+  EXPECT_NEAR(turned.Extent(1), 30, 1e-6);
+  h.attributes().SetString(loose, "材料方位", "0,1,0,oops");
+  const report::BlankFrame world = frames.Find(loose);
+  EXPECT_EQ(world.source, report::BlankFrame::Source::kWorld);
+  EXPECT_NEAR(world.Extent(0), 30, 1e-6);
+  EXPECT_EQ(world.note, "\"材料方位\"无法读取（0,1,0,oops），按绝对坐标绘制");
+}
+
+TEST_F(ReportTest, BadInputGivesAClearMessageAndLosesNothing) {
+  std::vector<ReportRow> rows = {Row({h.AddBody(Shape::Box(40, 30, 20), 10, 6)}, 1, "UB-01")};
+  // A row that is not a tree row.
+  std::vector<ReportRow> short_row = rows;
+  short_row.push_back({std::vector<std::string>(19), {}});
+  std::ostringstream page;
+  try {
+    report::WriteBlankReport(h, short_row, {}, page);
+    ADD_FAILURE() << "no error";
+  } catch (const std::invalid_argument& e) {
+    EXPECT_STREQ(e.what(), "材料行2有19列，应为20列");
+  }
+
+  // A body that is gone, a row without bodies, a name with a broken byte, a
+  // body in an unreadable orientation: every row is still written.
+  const Tag gone = h.AddBody(Shape::Box(10, 10, 10), 10, 6);
+  rows.push_back(Row({gone}, 2, "UB-02"));
+  h.objects().Delete(gone);
+  ReportRow empty{std::vector<std::string>(20), {}};
+  empty.columns[0] = "003";
+  empty.columns[1] = std::string("垫块\x81");
+  rows.push_back(empty);
+  const Tag odd = h.AddBody(Shape::Box(10, 20, 30), 10, 6);
+  h.attributes().SetString(odd, "材料方位", "1,0,0");
+  rows.push_back({std::vector<std::string>(20, "4"), {odd}});
+  rows.back().columns[0] = "004";
+  const report::ReportResult r = report::WriteBlankReport(h, rows, {}, page);
+  EXPECT_EQ(r.rows, 4u);
+  EXPECT_EQ(r.drawings, 2u);  // the first row's and the odd body's
+  ASSERT_EQ(r.problems.size(), 3u);
+  EXPECT_EQ(r.problems[0], text::Format("材料行2：实体%u已不存在，无法绘制", gone));
+  EXPECT_EQ(r.problems[1], "材料行3：这一行没有实体");
+  EXPECT_EQ(r.problems[2], "材料行4：\"材料方位\"无法读取（1,0,0），按绝对坐标绘制");
+  const std::string html = page.str();
+  EXPECT_EQ(Count(html, "<section class=\"row"), 4u);
+  EXPECT_NE(html.find(text::GbkToUtf8("垫块") + "\xEF\xBF\xBD"), std::string::npos);
+  EXPECT_NE(html.find(text::GbkToUtf8("这一行没有实体")), std::string::npos);
+
+  // Written through the host's platform; a folder that is not there is an error.
+  const fs::path dir = test_support::ScratchFolder("report_bad_input");
+  h.MapDrive('Q', dir.string());
+  const report::ReportResult w = report::WriteBlankReport(h, rows, {}, "Q:\\report.html");
+  EXPECT_EQ(fs::file_size(dir / "report.html"), w.bytes);
+  try {
+    report::WriteBlankReport(h, rows, {}, "Q:\\no\\such\\report.html");
+    ADD_FAILURE() << "no error";
+  } catch (const std::runtime_error& e) {
+    EXPECT_STREQ(e.what(), "无法写入毛坯报告：Q:\\no\\such\\report.html");
+  }
+}
+
+TEST_F(ReportTest, IdenticalDrawingsAreWrittenOnce) {
+  std::vector<ReportRow> rows;
+  for (int i = 0; i < 3; ++i)
+    rows.push_back(Row({h.AddBody(Plate().Translated({300.0 * i, 0, 0}), 10, 6)}, i + 1,
+                       "UB-0" + std::to_string(i + 1)));
+  rows.push_back(Row({h.AddBody(Shape::Box(30, 20, 10, {0, -100, 0}), 10, 6)}, 4, "UB-04"));
+  std::ostringstream page;
+  const report::ReportResult r = report::WriteBlankReport(h, rows, {}, page);
+  EXPECT_EQ(r.drawings, 4u);
+  EXPECT_EQ(r.distinct_drawings, 8u);  // isometric, front, left and top of two bodies
+  EXPECT_EQ(Count(page.str(), "class=\"drawing iso\""), 4u);
+}
+
+// --- In the browser --------------------------------------------------------------
+
+// Loads the page and checks what every page must show: no script error, the
+// viewer set up, one section per row with its drawing, and the flags.
+void CheckInBrowser(const std::string& chromium, const fs::path& file,
+                    const std::vector<ReportRow>& rows, const report::ReportResult& r) {
+  const LoadedPage page = LoadPage(chromium, file);
+  ASSERT_EQ(page.status, 0);
+  EXPECT_TRUE(page.console.empty()) << page.console.front();
+  const std::string& dom = page.dom;
+  EXPECT_NE(dom.find("data-ready=\"yes\""), std::string::npos) << "the page's script did not run";
+  EXPECT_NE(dom.find("<div id=\"js-errors\" hidden=\"\"></div>"), std::string::npos);
+  EXPECT_EQ(Count(dom, "<section class=\"row"), rows.size());
+  EXPECT_EQ(Count(dom, "class=\"drawing iso\""), r.drawings);
+  EXPECT_EQ(Count(dom, "<li class=\"flag "), r.flags.size());
+  for (std::size_t i = 0; i < rows.size(); ++i) {
+    const std::string s = Section(dom, "id=\"row-" + std::to_string(i + 1) + "\"");
+    ASSERT_FALSE(s.empty()) << "row " << i + 1;
+    EXPECT_NE(s.find(text::GbkToUtf8(rows[i].columns[report::kCodeColumn])), std::string::npos);
+    EXPECT_NE(s.find("class=\"drawing iso\""), std::string::npos) << "row " << i + 1;
+    std::string kinds;
+    for (const auto& f : r.flags)
+      if (f.row == i) {
+        EXPECT_NE(s.find("class=\"flag flag-" + std::string(report::FlagName(f.kind))),
+                  std::string::npos);
+        kinds += kinds.empty() ? "" : " ";
+        kinds += report::FlagName(f.kind);
+      }
+    EXPECT_NE(s.find("data-flags=\"" + kinds + "\""), std::string::npos) << "row " << i + 1;
+  }
+  // Every drawing refers to a drawing in the page.
+  for (std::size_t at = dom.find("<use href=\"#"); at != std::string::npos;
+       at = dom.find("<use href=\"#", at + 1)) {
+    const std::string id = dom.substr(at + 12, dom.find('"', at + 12) - at - 12);
+    ASSERT_NE(dom.find("<g id=\"" + id + "\""), std::string::npos) << id;
+  }
+}
+
+TEST_F(ReportTest, OpensInChromiumWithEveryRowDrawingAndFlag) {
+  const auto chromium = FindChromium();
+  if (!chromium) GTEST_SKIP() << "chromium is not installed (scripts/setup.sh installs it)";
+  const std::vector<ReportRow> rows = FlagDie();
+  const fs::path file = test_support::ScratchFolder("report_flag_die") / "report.html";
+  h.MapDrive('Q', file.parent_path().string());
+  report::ReportOptions options;
+  options.title = "级进模 <测试>";
+  const report::ReportResult r = report::WriteBlankReport(h, rows, options, "Q:\\report.html");
+  CheckInBrowser(*chromium, file, rows, r);
+
+  // Clicking a thumbnail (here: the page opened on a row) shows the row large
+  // with its three views.
+  const LoadedPage shown = LoadPage(*chromium, file, "#show-row-2");
+  EXPECT_TRUE(shown.console.empty());
+  const std::size_t overlay = shown.dom.find("<div id=\"overlay\" class=\"open\">");
+  ASSERT_NE(overlay, std::string::npos);
+  const std::string large = shown.dom.substr(overlay);
+  EXPECT_NE(large.find(text::GbkToUtf8("UB-02")), std::string::npos);
+  for (const char* view : {"iso-large", "ortho front", "ortho left", "ortho top"})
+    EXPECT_NE(large.find(std::string("class=\"drawing ") + view + "\""), std::string::npos) << view;
+  EXPECT_NE(shown.dom.find(text::GbkToUtf8("级进模 &lt;测试&gt;")), std::string::npos);
+}
+
+TEST(ReportOnDies, TheSampleDieAndTheThousandBodyDieOpenInChromium) {
+  const auto chromium = FindChromium();
+  if (!chromium) GTEST_SKIP() << "chromium is not installed (scripts/setup.sh installs it)";
+  for (const int bodies : {0, 1000}) {
+    SCOPED_TRACE(bodies);
+    MemoryHost h;
+    const fs::path dir = test_support::ScratchFolder("report_die_" + std::to_string(bodies));
+    const config::MaterialBomSettings settings = UseSampleConfiguration(h, dir);
+    samples::BuildSampleDie(h, bodies);
+    blank::MaterialParamCalculator calc(h, blank::BomOptions{}, settings);
+    // The sample die numbered body by body (its two identical inserts under
+    // two codes); the large die with identical bodies grouped, as the tree
+    // groups them with the same-body option.
+    const std::vector<ReportRow> rows =
+        NumberRows(h, calc, TemplateBodies(h, settings), bodies > 0);
+    report::ReportOptions options;
+    options.title = samples::kSampleDieName;
+    const report::ReportResult r = report::WriteBlankReport(h, rows, options, "D:\\report.html");
+    EXPECT_TRUE(r.problems.empty()) << r.problems.front();
+    EXPECT_EQ(r.drawings, rows.size());
+    EXPECT_LT(r.bytes, 20u << 20);
+    if (bodies == 0) {
+      // The two identical die inserts are flagged as identical under two codes.
+      std::size_t same = 0;
+      for (const auto& f : r.flags)
+        if (f.kind == FlagKind::kSameBodyOtherCode &&
+            rows[f.row].columns[report::kNameColumn] == "凹模入子")
+          ++same;
+      EXPECT_GE(same, 2u);
+    } else {
+      EXPECT_EQ(r.bodies, TemplateBodies(h, settings).size());
+    }
+    CheckInBrowser(*chromium, dir / "report.html", rows, r);
+  }
+}
+
+}  // namespace
