@@ -1,5 +1,6 @@
-// Load the material template, write the header and 1,000 body rows of 21
-// columns, save: the workbook part of one material BOM export. The peak
+// Load the material template, write the header and 1,000 rows through the
+// export's own cell writer (21 columns each), save: the workbook part of one
+// material BOM export. The peak
 // resident memory of the process is reported as peak_rss_MB.
 #include <benchmark/benchmark.h>
 
@@ -9,31 +10,23 @@
 #include <string>
 #include <vector>
 
+#include "material_bom/workbook_export.h"
 #include "workbook/workbook.h"
 
 namespace {
 
-struct Cell {
-  int row, col;
-  std::wstring text;
-};
-
-std::vector<Cell> ExportCells() {
-  std::vector<Cell> cells;
-  const int header[11][2] = {{1, 1}, {1, 4}, {1, 8}, {2, 1}, {2, 8}, {2, 11},
-                             {3, 1}, {3, 4}, {3, 8}, {4, 1}, {4, 8}};
-  for (const auto& h : header)
-    cells.push_back({h[0], h[1], L"冲压件 Acme-" + std::to_wstring(h[1])});
+// The header and 1,000 top-level tree rows of 20 columns, as the export
+// reads them from the tree.
+std::vector<material_bom::RowTexts> ExportRows() {
+  std::vector<material_bom::RowTexts> rows;
   for (int i = 0; i < 1000; ++i) {
-    for (int c = 0; c < 21; ++c) {
-      std::wstring text = c == 0   ? std::to_wstring(i + 1)
-                          : c == 5 ? L"x"
-                          : c % 3  ? L"模板-" + std::to_wstring(i) + L"-" + std::to_wstring(c)
-                                   : L"Cr12MoV";
-      cells.push_back({6 + i, c, text});
-    }
+    material_bom::RowTexts row(20);
+    for (int c = 0; c < 20; ++c) row[c] = "模板-" + std::to_string(i) + "-" + std::to_string(c);
+    row[2] = "UB-" + std::to_string(i + 1);
+    row[4] = i % 7 ? "400.0x250.0x45.0" : "Φ40.0xH25.0";
+    rows.push_back(std::move(row));
   }
-  return cells;
+  return rows;
 }
 
 double PeakRssMb() {
@@ -49,7 +42,11 @@ void BM_MaterialExport(benchmark::State& state) {
   const fs::path tmpl =
       fs::path(DIEBOM_SOURCE_DIR) / fs::path(u8"samples/config/config/级进模/模具材料采购单.xls");
   const fs::path out = fs::temp_directory_path() / "diebom-workbook-bench.xls";
-  const std::vector<Cell> cells = ExportCells();
+  const std::vector<material_bom::RowTexts> rows = ExportRows();
+  material_bom::BomHeader header;
+  for (std::string& field : header.fields) field = "冲压件 Acme";
+  config::CommonConfig common;
+  common.joining_text = "-";
   for (auto _ : state) {
     fs::copy_file(tmpl, out, fs::copy_options::overwrite_existing);
     auto book = workbook::CreateXlsBook();
@@ -59,7 +56,8 @@ void BM_MaterialExport(benchmark::State& state) {
       state.SkipWithError(book->ErrorMessage().c_str());
       break;
     }
-    for (const Cell& c : cells) sheet->WriteText(c.row, c.col, c.text);
+    if (!material_bom::WriteMaterialSheet(*sheet, header, rows, common))
+      state.SkipWithError(book->ErrorMessage().c_str());
     if (!book->Save(out.string())) state.SkipWithError(book->ErrorMessage().c_str());
     book->Release();
   }
