@@ -34,14 +34,15 @@ TEST_F(ConfigFolderTest, SetSelection) {
   // Without the flag column: the root's config folder.
   Write("R:\\config\\standard.csv", "文件夹名称\r\nB\r\n");
   EXPECT_EQ(GetConfigFolderPath(host_), "R:\\config");
-  // A malformed table is reported, not skipped.
+  // A table that cannot be read as one selects no set, without a word: a
+  // quote left open, UTF-16 text.
   Standard("\"B,Y\r\n");
-  try {
-    GetConfigFolderPath(host_);
-    FAIL() << "no error";
-  } catch (const ConfigError& e) {
-    EXPECT_NE(std::string(e.what()).find("R:\\config\\standard.csv"), std::string::npos);
-  }
+  EXPECT_EQ(GetConfigFolderPath(host_), "R:\\config");
+  Write("R:\\config\\standard.csv", std::string("\xFF\xFEx\0,\0Y\0", 8));
+  EXPECT_EQ(GetConfigFolderPath(host_), "R:\\config");
+  // Code page 936's user-defined areas (0xAAA1, 0xFEFE) are text like any other.
+  Standard("\xAA\xA1\xFE\xFE,Y\r\n");
+  EXPECT_EQ(GetConfigFolderPath(host_), "R:\\config\\\xAA\xA1\xFE\xFE");
 }
 
 TEST_F(ConfigFolderTest, RootVariableAndSession) {
@@ -77,8 +78,11 @@ TEST_F(ConfigFolderTest, CurrentLayerFileName) {
   EXPECT_EQ(name("; 图层\r\nCURRENT_LAYER_FILE = 连续模图层.csv\r\n"), "连续模图层.csv");
   EXPECT_EQ(name("CURRENT_LAYER_FILE=a=b.csv\nCURRENT_LAYER_FILE=c.csv\n"), "a=b.csv");
   EXPECT_EQ(name("CURRENT_LAYER_FILE=\tx.csv\t"), "\tx.csv\t");  // spaces only
-  // Saved as UTF-8 by an editor: the GBK name.
-  EXPECT_EQ(name(text::GbkToUtf8("CURRENT_LAYER_FILE = 连续模图层.csv\r\n")), "连续模图层.csv");
+  // GBK text that happens to be valid UTF-8 too ("小位" is) stays as it is;
+  // only a file marked as UTF-8 is converted.
+  EXPECT_EQ(name("CURRENT_LAYER_FILE = 小位.csv\r\n"), "小位.csv");
+  EXPECT_EQ(name("\xEF\xBB\xBF" + text::GbkToUtf8("CURRENT_LAYER_FILE = 小位.csv\r\n")),
+            "小位.csv");
   EXPECT_EQ(name("CURRENT_LAYER_FILE layers.csv"), "");
   EXPECT_EQ(name("LAYER_FILE = x.csv\r\n"), "");
   Remove(kLayerWorkFile);

@@ -78,6 +78,9 @@ TEST(ParseCsv, Utf8IsConvertedAndBadBytesAreNamedByFileAndLine) {
   error = ParseError("层,名\r\n10,上模座\r\n20,\xB2\r\n");
   EXPECT_EQ(error.rfind("配置文件：R:\\config\\t.csv 第3行：", 0), 0u) << text::GbkToUtf8(error);
   EXPECT_NE(error.find("GBK"), std::string::npos);
+  // Code page 936's user-defined areas are GBK as the host reads it.
+  EXPECT_EQ(ParseCsv("名\r\n\xAA\xA1\xFE\xFE\r\n", "t.csv").Column("名"),
+            (Cells{"\xAA\xA1\xFE\xFE"}));
   // 0xFF never starts a GBK character; line 2 of LF lines.
   EXPECT_NE(ParseError("层\n\xFF\xFF\n").find("第2行"), std::string::npos);
   // UTF-16 text is refused as a whole.

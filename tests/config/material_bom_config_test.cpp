@@ -104,6 +104,47 @@ TEST_F(MaterialBomSettingsTest, TablesValueByValue) {
   EXPECT_TRUE(s.head.Choices(7).empty());
 }
 
+// UTF-16 text as Notepad saves it ("Unicode"): little-endian with its mark.
+std::string Utf16(const std::string& gbk) {
+  std::string out = "\xFF\xFE";
+  for (wchar_t c : text::GbkToWide(gbk)) {
+    out += static_cast<char>(c & 0xFF);
+    out += static_cast<char>((c >> 8) & 0xFF);
+  }
+  return out;
+}
+
+// The files that may be absent are read as far as they go when damaged, and
+// what was wrong is noted for the command-line tool; the required ones still
+// stop the start-up.
+TEST_F(MaterialBomSettingsTest, DamagedOptionalFilesAreReadAsFarAsTheyGo) {
+  WriteRequired();
+  // A GBK layer file name that is valid UTF-8 as well is found as it is.
+  Write(kLayerWorkFile, "CURRENT_LAYER_FILE = 小位.csv\r\n");
+  Write("R:\\config\\TK\\小位.csv", "总图层,总名称,模板图层\r\n10,上模座,10\r\n20,\"上垫板,20\r\n");
+  Write("R:\\config\\TK\\ColorConvert.csv", Utf16("材质颜色标准,材质名称\r\n6,Cr12MoV\r\n"));
+  Write("R:\\config\\column_width_config.csv", "列标题,列宽\r\n名称,120\r\n\x81\x20,9\r\n");
+  Write("C:\\Users\\designer\\AppData\\Local\\Convert\\config.csv",
+        Utf16("出图的路径\r\nE:\\图纸\r\n"));
+  const MaterialBomSettings s = MaterialBomSettings::Load(host_);
+  EXPECT_EQ(s.material.layer_numbers, (Ints{10, 20}));
+  // The open quote runs to the end of the file, as a spreadsheet reads it.
+  EXPECT_EQ(s.material.layer_names, (Cells{"上模座", "上垫板,20\r\n"}));
+  EXPECT_EQ(s.material.template_layers, (Ints{10, 0}));
+  EXPECT_EQ(s.material.colors, (Ints{6}));
+  EXPECT_EQ(s.material.material_names, (Cells{"Cr12MoV"}));
+  EXPECT_EQ(s.column_widths.GetColumnWidth("名称"), 120);
+  EXPECT_EQ(s.export_folder, "E:\\图纸");
+  ASSERT_EQ(s.warnings.size(), 4u);
+  EXPECT_NE(s.warnings[0].find("column_width_config.csv"), std::string::npos) << s.warnings[0];
+  EXPECT_NE(s.warnings[1].find("小位.csv 第3行"), std::string::npos) << s.warnings[1];
+  EXPECT_NE(s.warnings[2].find("UTF-16"), std::string::npos) << s.warnings[2];
+
+  // A required table in UTF-16 is still refused, naming the file.
+  Write("R:\\config\\config.csv", Utf16("改模颜色\r\n186\r\n"));
+  EXPECT_NE(LoadError().find("R:\\config\\config.csv 是UTF-16"), std::string::npos);
+}
+
 TEST_F(MaterialBomSettingsTest, CommonSettingsEdgeValues) {
   WriteRequired();
   auto common = [this](const std::string& content) {
@@ -165,9 +206,12 @@ TEST_F(MaterialBomSettingsTest, ExportFolderWrittenAndReadBack) {
   // An empty first cell: the desktop.
   Write(s.user_settings_path, "出图的路径\r\n\r\nD:\\x\r\n");
   EXPECT_EQ(MaterialBomSettings::Load(host_).export_folder, "C:\\Users\\designer\\Desktop");
-  // A damaged file is named.
+  // Bytes that are not GBK stay as the file holds them, and are noted.
   Write(s.user_settings_path, "出图的路径\r\nD:\\\xFF\r\n");
-  EXPECT_NE(LoadError().find(s.user_settings_path), std::string::npos);
+  const MaterialBomSettings damaged = MaterialBomSettings::Load(host_);
+  EXPECT_EQ(damaged.export_folder, "D:\\\xFF");
+  ASSERT_EQ(damaged.warnings.size(), 1u);
+  EXPECT_NE(damaged.warnings[0].find(s.user_settings_path), std::string::npos);
 
   // An unwritable settings file: false, nothing thrown.
   host_.SetLocalAppDataFolder("Q:\\nowhere");

@@ -2,7 +2,10 @@
 // nothing on disk changes.
 #include <gtest/gtest.h>
 
+#include <unistd.h>
+
 #include <cstring>
+#include <iterator>
 
 #include "tests/workbook/xls_support.h"
 #include "workbook/cfb.h"
@@ -38,6 +41,7 @@ void ExpectRefused(const std::string& bytes, const std::string& expected) {
   workbook::XlsBook book;
   EXPECT_FALSE(book.Load(path.string()));
   EXPECT_NE(book.ErrorMessage().find(expected), std::string::npos) << book.ErrorMessage();
+  EXPECT_NE(book.ErrorMessage().find("bad.xls\""), std::string::npos) << book.ErrorMessage();
   EXPECT_EQ(book.ActiveSheet(), -1);
   EXPECT_EQ(book.GetSheet(0), nullptr);
   EXPECT_FALSE(book.Save((dir / "out.xls").string()));
@@ -45,12 +49,16 @@ void ExpectRefused(const std::string& bytes, const std::string& expected) {
 }
 
 TEST(XlsBookErrors, NotACompoundFile) {
-  ExpectRefused("", "not a compound file");
+  ExpectRefused("", "is empty");
   ExpectRefused("序号,名称\n1,上模座\n", "not a compound file");
   ExpectRefused(std::string(4096, '\0'), "not a compound file");
+  ExpectRefused(std::string("PK\x03\x04", 4) + std::string(200, 'x'), "(.xlsx, a zip archive)");
   workbook::XlsBook book;
   EXPECT_FALSE(book.Load("/nonexistent/folder/a.xls"));
-  EXPECT_NE(book.ErrorMessage().find("cannot read"), std::string::npos);
+  EXPECT_EQ(book.ErrorMessage(), "\"/nonexistent/folder/a.xls\" does not exist");
+  TempDir dir;
+  EXPECT_FALSE(book.Load(dir.path().string()));
+  EXPECT_NE(book.ErrorMessage().find("is a folder"), std::string::npos) << book.ErrorMessage();
 }
 
 TEST(XlsBookErrors, TruncatedAndBrokenContainers) {
@@ -161,8 +169,21 @@ TEST(XlsBookErrors, BadCallsGiveMessages) {
 
   // A failed save (no such folder) loses nothing: the book saves elsewhere.
   EXPECT_FALSE(book.Save((dir / "missing" / "x.xls").string()));
-  EXPECT_NE(book.ErrorMessage().find("cannot write"), std::string::npos);
+  EXPECT_NE(book.ErrorMessage().find("missing/x.xls\" cannot be written"), std::string::npos)
+      << book.ErrorMessage();
+  // A save that fails while writing leaves the previous file as it was and
+  // nothing beside it (here the file written first cannot be made).
+  WriteFile(dir / "x.xls", "the previous workbook");
+  fs::create_directory(dir / (".x.xls.saving-" + std::to_string(::getpid())));
+  EXPECT_FALSE(book.Save((dir / "x.xls").string()));
+  EXPECT_NE(book.ErrorMessage().find("x.xls\" cannot be written"), std::string::npos);
+  EXPECT_EQ(ReadFile(dir / "x.xls"), "the previous workbook");
+  fs::remove(dir / (".x.xls.saving-" + std::to_string(::getpid())));
+  EXPECT_FALSE(book.Save(dir.path().string()));
+  EXPECT_NE(book.ErrorMessage().find("is a folder"), std::string::npos);
   ASSERT_TRUE(book.Save((dir / "x.xls").string())) << book.ErrorMessage();
+  EXPECT_EQ(std::distance(fs::directory_iterator(dir.path()), fs::directory_iterator()), 1)
+      << "only the workbook itself";
   workbook::XlsBook again;
   ASSERT_TRUE(again.Load((dir / "x.xls").string()));
   std::wstring text;
