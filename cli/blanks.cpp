@@ -161,7 +161,13 @@ int RunBlanks(const std::vector<std::string>& args) {
                text::Format(" is put on layer %d\n", m.layer));
   host.session().Initialize();
 
-  const config::MaterialBomSettings settings = config::MaterialBomSettings::Load(host);
+  const config::MaterialBomSettings settings = [&] {
+    try {
+      return config::MaterialBomSettings::Load(host);
+    } catch (const config::ConfigError& e) {
+      throw Failure(ForwardSlashes(e.what()));  // one kind of separator in its paths
+    }
+  }();
   const std::set<int> template_layers(settings.material.template_layers.begin(),
                                       settings.material.template_layers.end());
   if (template_layers.empty() && !all_layers) {
@@ -230,6 +236,16 @@ int RunBlanks(const std::vector<std::string>& args) {
     r.remark = ConsoleText(p.remark);
     rows.push_back(std::move(r));
   }
+  // A size that prints as 0.0 is a model in the wrong unit, not a blank.
+  int specks = 0;
+  for (const blank::MaterialParam& p : records)
+    if (std::isfinite(p.length + p.width + p.thickness) &&
+        std::min({p.length, p.width, p.thickness}) < 0.05)
+      ++specks;
+  if (specks > 0)
+    PrintError(tool + text::Format(": warning: %d of %zu bodies measure less than 0.05 mm along "
+                                   "an axis; is the length unit of %s right?\n",
+                                   specks, records.size(), PathText(part).c_str()));
   WriteOutput(FormatBlanks(rows, format));
   if (verbose)
     PrintError(

@@ -84,12 +84,8 @@ std::string BodySummary(const std::string& tool, const ModelBodies& bodies) {
   return out;
 }
 
-std::string ShownPath(memory::MemoryHost& host, const std::string& logic_path) {
-  try {
-    return PathText(host.LocalPath(logic_path));
-  } catch (const std::exception&) {
-  }
-  std::string out = logic_path;
+std::string ForwardSlashes(const std::string& gbk) {
+  std::string out = gbk;
   for (std::size_t i = 0; i < out.size(); ++i) {
     if (static_cast<unsigned char>(out[i]) >= 0x81 && i + 1 < out.size())
       ++i;  // a double-byte character, whose second byte may be 0x5C
@@ -97,6 +93,14 @@ std::string ShownPath(memory::MemoryHost& host, const std::string& logic_path) {
       out[i] = '/';
   }
   return out;
+}
+
+std::string ShownPath(memory::MemoryHost& host, const std::string& logic_path) {
+  try {
+    return PathText(host.LocalPath(logic_path));
+  } catch (const std::exception&) {
+  }
+  return ForwardSlashes(logic_path);
 }
 
 std::string MaterialWarnings(const std::string& tool, memory::MemoryHost& host,
@@ -138,7 +142,7 @@ std::string MaterialWarnings(const std::string& tool, memory::MemoryHost& host,
          ShownPath(host, settings.color_table_path) + " has " +
          (without.size() == 1 ? "its colour" : "their colours") + " (" + Counts(without, "colour") +
          ")");
-  for (const std::string& note : settings.warnings) warn(note);
+  for (const std::string& note : settings.warnings) warn(ForwardSlashes(note));
   return out;
 }
 

@@ -50,5 +50,9 @@ std::string MaterialWarnings(const std::string& tool, memory::MemoryHost& host,
 // A logic path (GBK) of the configuration as the user knows it: the local
 // file it stands for, with "/" separators (GBK).
 std::string ShownPath(memory::MemoryHost& host, const std::string& logic_path);
+// GBK text with every "\\" separator turned into "/" (second bytes of
+// double-byte characters left alone): the configuration's messages, whose
+// paths join the local root and the configuration's own names.
+std::string ForwardSlashes(const std::string& gbk);
 
 }  // namespace cli

@@ -1,6 +1,7 @@
 #include "host/memory/part_file.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <signal.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -59,7 +60,9 @@
 #include <array>
 #include <cerrno>
 #include <cmath>
+#include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <map>
@@ -1159,9 +1162,31 @@ std::string InChild(const std::string& path, const char* reader, Work work) {
     _exit(WriteAll(fds[1], answer) ? 0 : 3);
   }
   ::close(fds[1]);
+  // Some damaged files send the reader round in circles: it gets a time
+  // that grows with the file (two minutes, and a minute more per megabyte).
+  std::error_code ec;
+  const std::uintmax_t size = fs::file_size(path, ec);
+  double limit = 120.0 + (ec ? 0.0 : static_cast<double>(size) / 1e6 * 60.0);
+  if (const char* env = std::getenv("DIEBOM_READ_SECONDS"); env && std::atof(env) > 0)
+    limit = std::atof(env);
+  timespec start{};
+  ::clock_gettime(CLOCK_MONOTONIC, &start);
   std::string answer;
   char buffer[65536];
+  bool timed_out = false;
   for (;;) {
+    timespec now{};
+    ::clock_gettime(CLOCK_MONOTONIC, &now);
+    const double left = limit - (now.tv_sec - start.tv_sec) - (now.tv_nsec - start.tv_nsec) / 1e9;
+    if (left <= 0) {
+      timed_out = true;
+      ::kill(pid, SIGKILL);
+      break;
+    }
+    pollfd p{fds[0], POLLIN, 0};
+    const int ready = ::poll(&p, 1, static_cast<int>(std::min(left, 1.0) * 1000) + 1);
+    if (ready < 0 && errno != EINTR) break;
+    if (ready <= 0) continue;
     const ssize_t n = ::read(fds[0], buffer, sizeof buffer);
     if (n < 0 && errno == EINTR) continue;
     if (n <= 0) break;
@@ -1171,6 +1196,10 @@ std::string InChild(const std::string& path, const char* reader, Work work) {
   int status = 0;
   while (::waitpid(pid, &status, 0) < 0 && errno == EINTR) {
   }
+  if (timed_out)
+    throw FileError(path, text::Format("cannot be read: it is damaged (the %s did not finish "
+                                       "within %.0f seconds)",
+                                       reader, limit));
   if (WIFSIGNALED(status)) {
     const int sig = WTERMSIG(status);
     // An interrupt of the user reaches the parent too; a kill from outside
