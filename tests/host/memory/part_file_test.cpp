@@ -35,6 +35,7 @@
 #include <numbers>
 #include <set>
 #include <sstream>
+#include <tuple>
 
 #include "host/memory/colors.h"
 #include "host/memory/memory_host.h"
@@ -301,6 +302,45 @@ TEST(StepFile, BadFilesFailCleanlyAndLeaveThePartAsItWas) {
              "no such folder");
 }
 
+// Damage that the STEP reader would pass over, dropping faces or bodies
+// without a word, or that would bring it down: the file is refused with a
+// message naming it, also through the reading child of OpenPart.
+TEST(StepFile, DamagedEntitiesAreRefusedNotRead) {
+  const fs::path dir = Fresh("step_damaged");
+  MemoryHost src;
+  BuildModel(src);
+  memory::SaveStep(src, (dir / "good.step").string());
+  const std::string good = ReadBytes(dir / "good.step");
+  const std::size_t data = good.find("DATA;");
+  ASSERT_NE(data, std::string::npos);
+
+  std::string misspelt = good;
+  const std::size_t point = misspelt.find("CARTESIAN_POINT", data);
+  ASSERT_NE(point, std::string::npos);
+  misspelt.replace(point, 15, "CARTESIAN_PIONT");
+  std::string dangling = good;
+  const std::size_t ref = dangling.find(",#", dangling.find("ADVANCED_FACE", data));
+  ASSERT_NE(ref, std::string::npos);
+  dangling.insert(ref + 2, "99999");
+  const std::string cut = good.substr(0, good.size() * 2 / 3);
+
+  MemoryHost h;
+  h.AddBody(Shape::Box(1, 2, 3), 10, 6, "kept");
+  for (const auto& [name, bytes, expected] :
+       {std::tuple{"misspelt.step", misspelt, "is damaged: entity #"},
+        std::tuple{"dangling.step", dangling, "is damaged: entity #"},
+        std::tuple{"cut.step", cut, "is cut short"}}) {
+    WriteBytes(dir / name, bytes);
+    const std::string message =
+        ErrorOf([&, name = name] { memory::OpenPart(h, (dir / name).string()); });
+    EXPECT_HAS(message, std::string(name) + "\" " + expected);
+    EXPECT_EQ(message.find('\n'), std::string::npos) << "one line";
+  }
+  ASSERT_EQ(Bodies(h).size(), 1u);
+  EXPECT_EQ(memory::OpenPart(h, (dir / "good.step").string()).bodies,
+            static_cast<int>(Bodies(src).size()));
+}
+
 // Every GBK double-byte character, so that the text round trip is checked
 // for the whole code page.
 std::string AllGbk() {
@@ -458,6 +498,8 @@ TEST(PartFile, DamagedOrForeignFilesFailCleanly) {
   EXPECT_EQ(memory::DetectPartFile(dir.string()), memory::PartFileKind::kMissing);
   EXPECT_HAS(ErrorOf([&] { memory::OpenPart(h, (dir / "m.txt").string()); }),
              "neither a STEP file nor a part file");
+  WriteBytes(dir / "empty", "");
+  EXPECT_HAS(ErrorOf([&] { memory::OpenPart(h, (dir / "empty").string()); }), "is empty");
   EXPECT_HAS(ErrorOf([&] { memory::OpenPart(h, (dir / "none").string()); }), "does not exist");
   EXPECT_HAS(ErrorOf([&] { memory::OpenPart(h, dir.string()); }), "is a folder");
   EXPECT_HAS(open_error("empty.xbf", ""), "is not a part file");
@@ -495,6 +537,33 @@ TEST(PartFile, DamagedOrForeignFilesFailCleanly) {
   ExpectSame(kept, Snapshot(h));
   memory::OpenPartFile(h, good.string());
   EXPECT_EQ(Bodies(h).size(), 8u);
+}
+
+// Contents damaged under a check record written again over them reach the
+// document reader: read in the child, they open or give a message naming
+// the file, and this process goes on either way.
+TEST(PartFile, ForgedContentsNeverBringTheProgramDown) {
+  const fs::path dir = Fresh("forged");
+  MemoryHost src;
+  BuildFullModel(src);
+  memory::SavePartFile(src, (dir / "good.xbf").string());
+  const std::string bytes = ReadBytes(dir / "good.xbf");
+  const std::string payload = bytes.substr(0, bytes.size() - 32);
+  int refused = 0;
+  for (int i = 0; i < 24; ++i) {
+    std::string forged = payload;
+    const std::size_t at = 64 + static_cast<std::size_t>(i) * (payload.size() - 128) / 24;
+    for (std::size_t k = at; k < at + 6; ++k) forged[k] = static_cast<char>(forged[k] ^ 0xA5);
+    WriteBytes(dir / "forged.xbf", forged + Crc32Trailer(forged));
+    MemoryHost h;
+    try {
+      memory::OpenPart(h, (dir / "forged.xbf").string());
+    } catch (const host::HostError& e) {
+      ++refused;
+      EXPECT_HAS(e.what(), "forged.xbf\"");
+    }
+  }
+  EXPECT_GT(refused, 0);
 }
 
 TEST(PartFile, InterruptedSaveLeavesThePreviousFile) {
