@@ -314,6 +314,18 @@ int ExportMaterialBom::update_cb(host::UIBlock* block) {
       {"button07", &ExportMaterialBom::NextLayer},
       {"button08", &ExportMaterialBom::PreviousLayer},
       {"button09", &ExportMaterialBom::ShowAllLayers},
+      {"button0", &ExportMaterialBom::SetAllowance},
+      {"button04", &ExportMaterialBom::ResetBodies},
+      {"button06", &ExportMaterialBom::ShowNewBodies},
+      {"button061", &ExportMaterialBom::SetSameCode},
+      {"button0611", &ExportMaterialBom::Reorder},
+      {"button010", &ExportMaterialBom::BalloonNumbering},
+      {"button013", &ExportMaterialBom::SetRoundParts},
+      {"button011", &ExportMaterialBom::OpenDatumDialog},
+      {"button012", &ExportMaterialBom::OpenFrameDialog},
+      {"button019", &ExportMaterialBom::AutoOrient},
+      {"integer0", &ExportMaterialBom::RewriteSpecs},
+      {"nativeFolderBrowser0", &ExportMaterialBom::RememberOutputFolder},
   };
   try {
     const std::string id = block->Name();

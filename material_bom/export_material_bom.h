@@ -8,6 +8,10 @@
 //   attribute_saving.cpp     header and body attributes
 //   view_commands.cpp        the display and layer buttons
 //   workbook_export.cpp      the workbook export and the save command
+//   commands_numbering.cpp   reorder, balloon numbers, new bodies, decimals
+//   commands_bodies.cpp      round parts, same code, reset, datum and frame
+//                            dialogs, the output folder
+//   commands_allowance.cpp   allowance, coordinate-system reset, orientation
 #pragma once
 
 #include <memory>
@@ -141,6 +145,17 @@ class ExportMaterialBom : public BaseBom {
   void ExportWorkbook();  // "button01" (workbook_export.cpp)
   void SaveCommand();     // SaveAttributes, then "保存BOM属性成功！"
 
+  // Lets the designer give the row's body a coordinate system with the host's
+  // system dialog and measures its blank in it (spec, orientation, named
+  // system, allowance). Sets the undo mark "Reset" first; a system that
+  // cannot be made is reported and undone to the mark, a cancelled dialog is
+  // undone silently. Whether the body was measured in a new system.
+  bool ResetBodyCsys(host::Node* row);
+  // "自动摆正": the bodies the designer selects get their minimum-volume
+  // orientation and their allowance applied; the selected bodies (none when
+  // the selection was cancelled).
+  std::vector<host::Tag> ExcuteAutoOrient();
+
   // What the export and the commands use.
   host::Host& host() { return host_; }
   const config::MaterialBomSettings& settings() const;
@@ -195,6 +210,43 @@ class ExportMaterialBom : public BaseBom {
   void SetRowValue(host::Node* row, int column, const std::string& value);
   void CancelSameBodies(const std::vector<host::Node*>& rows);
   std::string ProcessFor(host::Node* row, int color_index);
+
+  // Numbering commands (commands_numbering.cpp).
+  // A top-level row with its children, as read back before the tree is
+  // rebuilt from them.
+  struct SavedRow {
+    NodeParam param;
+    int color = 0;  // foreground colour
+    int state = 0;  // check state
+  };
+  struct RowGroup {
+    SavedRow top;
+    std::string group_weight, group_net_weight;  // columns 6 and 15
+    std::vector<SavedRow> children;
+  };
+  std::vector<RowGroup> TakeRowGroups();
+  host::Node* RecreateGroup(const RowGroup& group, host::Node* previous);
+  void SetGroupCode(host::Node* top, const std::string& code);
+  void Reorder();
+  void BalloonNumbering();
+  void ShowNewBodies();
+  void RewriteSpecs();
+
+  // Body commands (commands_bodies.cpp).
+  // The solid bodies the designer selects with the host's selection dialog;
+  // nothing when it was cancelled.
+  std::optional<std::vector<host::Tag>> SelectBodies(const std::string& prompt,
+                                                     const std::string& title);
+  void SetRoundParts();
+  void SetSameCode();
+  void ResetBodies();
+  void OpenDatumDialog();
+  void OpenFrameDialog();
+  void RememberOutputFolder();
+
+  // Allowance and orientation (commands_allowance.cpp).
+  void SetAllowance();
+  void AutoOrient();
 
   // Saving helpers (attribute_saving.cpp).
   void WriteRowAttributes(host::Node* row, bool drawn);
