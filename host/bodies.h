@@ -2,6 +2,7 @@
 #pragma once
 
 #include <array>
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -106,6 +107,21 @@ class Bodies {
   virtual Facets AskFacets(Tag body, double chord_tolerance, double angle_tolerance) = 0;
   // UF_MODL_check_interference of two bodies: interiors overlap, faces touch, or neither.
   virtual Interference CheckInterference(Tag a, Tag b) = 0;
+  // Whether two bodies share volume (CheckInterference reports kInterferes);
+  // faces that only touch share none. Hosts that can answer this without
+  // telling touching from apart do so faster.
+  virtual bool ShareVolume(Tag a, Tag b) {
+    return CheckInterference(a, b) == Interference::kInterferes;
+  }
+  // The identity of the body's present geometry: it stays the same while the
+  // geometry is unchanged and is never given to other geometry in this
+  // process; a body whose shape is replaced (edited, read back from a file)
+  // gets a new one. 0 when the host cannot tell: the geometry is then taken
+  // as changed at every call.
+  virtual std::uint64_t GeometryIdentity(Tag body) {
+    (void)body;
+    return 0;
+  }
   // UF_MODL_edit_face_join: merges faces that lie on one surface.
   virtual int JoinFaces(Tag body) = 0;
   // UF_PS_export_data: writes the bodies to a neutral file; 0 on success.

@@ -4,6 +4,7 @@
 #include <BRepAlgoAPI_Common.hxx>
 #include <BRepBndLib.hxx>
 #include <BRepClass3d_SolidClassifier.hxx>
+#include <BRepClass_FaceClassifier.hxx>
 #include <BRepExtrema_DistShapeShape.hxx>
 #include <BRepGProp.hxx>
 #include <BRepLProp_SLProps.hxx>
@@ -13,20 +14,26 @@
 #include <BRep_Builder.hxx>
 #include <BRep_Tool.hxx>
 #include <Bnd_Box.hxx>
+#include <ElSLib.hxx>
 #include <GProp_GProps.hxx>
 #include <GProp_PrincipalProps.hxx>
 #include <Poly_Triangulation.hxx>
 #include <ShapeUpgrade_UnifySameDomain.hxx>
+#include <Standard_Failure.hxx>
 #include <TopExp.hxx>
 #include <TopExp_Explorer.hxx>
 #include <TopTools_IndexedMapOfShape.hxx>
 #include <TopoDS.hxx>
 #include <TopoDS_Compound.hxx>
 #include <gp_Ax3.hxx>
+#include <gp_Lin.hxx>
 
 #include <algorithm>
 #include <cmath>
 #include <fstream>
+#include <limits>
+#include <memory>
+#include <numbers>
 #include <optional>
 #include <sstream>
 
@@ -61,23 +68,6 @@ double ShapeVolume(const TopoDS_Shape& s) {
   GProp_GProps props;
   BRepGProp::VolumeProperties(s, props);
   return std::abs(props.Mass());
-}
-
-// Some vertex of `a` lies inside the solid `b` (box `b_box`), farther than
-// 1e-4 mm from its boundary.
-bool VertexInside(const TopoDS_Shape& a, const TopoDS_Shape& b, const Bnd_Box& b_box) {
-  if (!IsSolidShape(b)) return false;
-  TopTools_IndexedMapOfShape vertices;
-  TopExp::MapShapes(a, TopAbs_VERTEX, vertices);
-  std::optional<BRepClass3d_SolidClassifier> classifier;
-  for (int i = 1; i <= vertices.Extent(); ++i) {
-    const gp_Pnt p = BRep_Tool::Pnt(TopoDS::Vertex(vertices(i)));
-    if (b_box.IsOut(p)) continue;
-    if (!classifier) classifier.emplace(b);
-    classifier->Perform(p, 1e-4);
-    if (classifier->State() == TopAbs_IN) return true;
-  }
-  return false;
 }
 
 }  // namespace
@@ -347,27 +337,11 @@ host::Facets BodiesImpl::AskFacets(host::Tag body, double chord, double angle) {
 }
 
 host::Interference BodiesImpl::CheckInterference(host::Tag a, host::Tag b) {
-  const TopoDS_Shape sa = m_.Get(a, ObjectKind::Body).shape;
-  const TopoDS_Shape sb = m_.Get(b, ObjectKind::Body).shape;
-  Bnd_Box ba, bb;
-  BRepBndLib::Add(sa, ba);
-  BRepBndLib::Add(sb, bb);
-  if (ba.IsOut(bb)) return host::Interference::kNone;
-  // A corner of one well inside the other: they share volume, no Boolean needed.
-  if (VertexInside(sa, sb, bb) || VertexInside(sb, sa, ba)) return host::Interference::kInterferes;
-  const double tiny = 1e-9 * std::min(Volume(a), Volume(b)) + 1e-9;
-  BRepAlgoAPI_Common common;
-  TopTools_ListOfShape arguments, tools;
-  arguments.Append(sa);
-  tools.Append(sb);
-  common.SetArguments(arguments);
-  common.SetTools(tools);
-  common.SetNonDestructive(true);  // the bodies' own tolerances stay as they are
-  common.Build();
-  if (common.IsDone() && ShapeVolume(common.Shape()) > tiny) return host::Interference::kInterferes;
-  BRepExtrema_DistShapeShape dist(sa, sb);
-  if (dist.IsDone() && dist.Value() <= 1e-6) return host::Interference::kTouches;
-  return host::Interference::kNone;
+  return Share(a, b, true);
+}
+
+bool BodiesImpl::ShareVolume(host::Tag a, host::Tag b) {
+  return Share(a, b, false) == host::Interference::kInterferes;
 }
 
 int BodiesImpl::JoinFaces(host::Tag body) {
@@ -443,6 +417,534 @@ host::Tag BodiesImpl::CreateSphere(const host::Point3d& centre, double diameter)
 
 host::Tag BodiesImpl::AskFeatureBody(host::Tag feature) {
   return m_.Get(feature, ObjectKind::Feature).feature_body;
+}
+
+// --- Interference ----------------------------------------------------------------------
+//
+// Two bodies share volume when their interiors meet. Most pairs a die puts
+// side by side are close fits (a punch in its hole, an insert in its pocket,
+// a pin in a shoe): their boxes overlap, but the exact Boolean would find
+// nothing. Two shortcuts decide most pairs before it:
+//
+// - The hull proof. A body a lies in the common part K of a few convex
+//   regions (the half-spaces behind its supporting planar faces, the solid
+//   cylinders around its convex cylindrical faces, its box). When no face of
+//   b reaches into the interior of K, that interior (convex, so connected)
+//   lies wholly inside b or wholly outside it, and one point well inside K
+//   tells which: outside, the bodies share no volume; inside, a lies in b.
+// - A point of one body (a vertex, an edge's midpoint) well inside the
+//   other proves shared volume.
+//
+// Whatever remains goes to the Boolean.
+
+namespace {
+
+// Faces closer than this (mm) touch: bodies that reach into each other by no
+// more than this share no volume.
+constexpr double kTouch = 1e-6;
+// A point is inside a solid when it lies farther than this (mm) from its boundary.
+constexpr double kInside = 1e-4;
+// The point that tells where a hull lies keeps this far (mm) inside it.
+constexpr double kHullMargin = 1e-3;
+// Directions closer than this (cosines) are parallel.
+constexpr double kParallel = 1e-12;
+
+struct Range {
+  double lo = std::numeric_limits<double>::infinity();
+  double hi = -std::numeric_limits<double>::infinity();
+  void Add(double v) { lo = std::min(lo, v), hi = std::max(hi, v); }
+  void Add(const Range& r) { lo = std::min(lo, r.lo), hi = std::max(hi, r.hi); }
+};
+
+std::array<gp_Pnt, 8> Corners(const Bnd_Box& box) {
+  double x0, y0, z0, x1, y1, z1;
+  box.Get(x0, y0, z0, x1, y1, z1);
+  return {gp_Pnt(x0, y0, z0), gp_Pnt(x1, y0, z0), gp_Pnt(x0, y1, z0), gp_Pnt(x1, y1, z0),
+          gp_Pnt(x0, y0, z1), gp_Pnt(x1, y0, z1), gp_Pnt(x0, y1, z1), gp_Pnt(x1, y1, z1)};
+}
+
+// Boxes whose overlap along some axis is no more than kTouch.
+bool BoxesApart(const Bnd_Box& a, const Bnd_Box& b) {
+  if (a.IsVoid() || b.IsVoid()) return true;
+  double a0[3], a1[3], b0[3], b1[3];
+  a.Get(a0[0], a0[1], a0[2], a1[0], a1[1], a1[2]);
+  b.Get(b0[0], b0[1], b0[2], b1[0], b1[1], b1[2]);
+  for (int k = 0; k < 3; ++k)
+    if (std::min(a1[k], b1[k]) - std::max(a0[k], b0[k]) <= kTouch) return true;
+  return false;
+}
+
+// A face in the box `face` reaches into the box `box` by no more than kTouch.
+bool OutsideBox(const Bnd_Box& face, const Bnd_Box& box) {
+  if (face.IsVoid() || box.IsVoid()) return face.IsVoid();
+  double f0[3], f1[3], b0[3], b1[3];
+  face.Get(f0[0], f0[1], f0[2], f1[0], f1[1], f1[2]);
+  box.Get(b0[0], b0[1], b0[2], b1[0], b1[1], b1[2]);
+  for (int k = 0; k < 3; ++k)
+    if (f1[k] <= b0[k] + kTouch || f0[k] >= b1[k] - kTouch) return true;
+  return false;
+}
+
+// The box of a shape: exact on the kernel's geometry, or loose but whole.
+Bnd_Box ExactBox(const TopoDS_Shape& s) {
+  Bnd_Box box;
+  try {
+    BRepBndLib::AddOptimal(s, box, false, false);
+  } catch (const Standard_Failure&) {
+    box.SetVoid();
+  }
+  if (box.IsVoid()) BRepBndLib::Add(s, box, false);
+  return box;
+}
+
+double Dot(const gp_XYZ& n, const gp_Pnt& p) { return n.Dot(p.XYZ()); }
+double Dot(const gp_XYZ& n, const gp_Dir& d) { return n.Dot(d.XYZ()); }
+
+// The largest and smallest values of R (a cos t + b sin t) for t in [t0, t1].
+Range TrigRange(double r, double a, double b, double t0, double t1) {
+  Range out;
+  auto at = [&](double t) { return r * (a * std::cos(t) + b * std::sin(t)); };
+  out.Add(at(t0));
+  out.Add(at(t1));
+  if (t1 - t0 >= 2 * std::numbers::pi) {
+    const double m = r * std::hypot(a, b);
+    out.Add(m), out.Add(-m);
+    return out;
+  }
+  const double peak = std::atan2(b, a);
+  for (double t : {peak, peak + std::numbers::pi}) {
+    double u = t;
+    while (u < t0) u += 2 * std::numbers::pi;
+    while (u >= t0 + 2 * std::numbers::pi) u -= 2 * std::numbers::pi;
+    if (u <= t1) out.Add(at(u));
+  }
+  return out;
+}
+
+// The values of n.x on an edge, never narrower than the truth.
+Range EdgeRange(const TopoDS_Edge& e, const gp_XYZ& n) {
+  Range r;
+  if (BRep_Tool::Degenerated(e)) {
+    TopoDS_Vertex v0, v1;
+    TopExp::Vertices(e, v0, v1);
+    if (!v0.IsNull()) r.Add(Dot(n, BRep_Tool::Pnt(v0)));
+    return r;
+  }
+  BRepAdaptor_Curve c(e);
+  const double t0 = c.FirstParameter(), t1 = c.LastParameter();
+  switch (c.GetType()) {
+    case GeomAbs_Line:
+      r.Add(Dot(n, c.Value(t0)));
+      r.Add(Dot(n, c.Value(t1)));
+      return r;
+    case GeomAbs_Circle: {
+      const gp_Circ ci = c.Circle();
+      const gp_Ax2& ax = ci.Position();
+      const Range t = TrigRange(ci.Radius(), Dot(n, ax.XDirection()), Dot(n, ax.YDirection()),
+                                std::min(t0, t1), std::max(t0, t1));
+      const double base = Dot(n, ci.Location());
+      return {base + t.lo, base + t.hi};
+    }
+    default: {
+      Bnd_Box box;
+      BRepBndLib::Add(e, box, false);
+      for (const gp_Pnt& p : Corners(box)) r.Add(Dot(n, p));
+      return r;
+    }
+  }
+}
+
+double Radial(const gp_Pnt& p, const gp_Ax1& axis) { return gp_Lin(axis).Distance(p); }
+
+// The largest distance of an edge's points from an axis, or more.
+double EdgeMaxRadial(const TopoDS_Edge& e, const gp_Ax1& axis) {
+  if (BRep_Tool::Degenerated(e)) {
+    TopoDS_Vertex v0, v1;
+    TopExp::Vertices(e, v0, v1);
+    return v0.IsNull() ? 0.0 : Radial(BRep_Tool::Pnt(v0), axis);
+  }
+  BRepAdaptor_Curve c(e);
+  switch (c.GetType()) {
+    case GeomAbs_Line:  // the distance is convex along a line
+      return std::max(Radial(c.Value(c.FirstParameter()), axis),
+                      Radial(c.Value(c.LastParameter()), axis));
+    case GeomAbs_Circle:
+      return Radial(c.Circle().Location(), axis) + c.Circle().Radius();
+    default: {
+      Bnd_Box box;
+      BRepBndLib::Add(e, box, false);
+      double m = 0;
+      for (const gp_Pnt& p : Corners(box)) m = std::max(m, Radial(p, axis));
+      return m;
+    }
+  }
+}
+
+// The smallest distance of an edge's points from a point, or less.
+double EdgeMinDistance(const TopoDS_Edge& e, const gp_Pnt& p) {
+  if (BRep_Tool::Degenerated(e)) {
+    TopoDS_Vertex v0, v1;
+    TopExp::Vertices(e, v0, v1);
+    return v0.IsNull() ? 0.0 : p.Distance(BRep_Tool::Pnt(v0));
+  }
+  BRepAdaptor_Curve c(e);
+  switch (c.GetType()) {
+    case GeomAbs_Line: {
+      const gp_Pnt a = c.Value(c.FirstParameter()), b = c.Value(c.LastParameter());
+      const gp_Vec ab(a, b), ap(a, p);
+      const double len2 = ab.SquareMagnitude();
+      const double t = len2 > 0 ? std::clamp(ap.Dot(ab) / len2, 0.0, 1.0) : 0.0;
+      return p.Distance(a.Translated(ab * t));
+    }
+    case GeomAbs_Circle: {  // the distance to the whole circle
+      const gp_Circ ci = c.Circle();
+      const gp_Vec v(ci.Location(), p);
+      const gp_Vec normal(ci.Axis().Direction());
+      const double h = v.Dot(normal);
+      const double rho = (v - normal * h).Magnitude();
+      return std::hypot(h, rho - ci.Radius());
+    }
+    default: {
+      Bnd_Box box;
+      BRepBndLib::Add(e, box, false);
+      if (box.IsVoid()) return 0.0;
+      double lo[3], hi[3];
+      box.Get(lo[0], lo[1], lo[2], hi[0], hi[1], hi[2]);
+      const double at[3] = {p.X(), p.Y(), p.Z()};
+      double sum = 0;
+      for (int k = 0; k < 3; ++k) {
+        const double gap = std::max({lo[k] - at[k], at[k] - hi[k], 0.0});
+        sum += gap * gap;
+      }
+      return std::sqrt(sum);
+    }
+  }
+}
+
+}  // namespace
+
+// One face of a body, with what the checks ask of it.
+struct FaceFacts {
+  TopoDS_Face face;
+  Bnd_Box box;  // holds the face
+  GeomAbs_SurfaceType type = GeomAbs_OtherSurface;
+  gp_Pln plane;
+  gp_Cylinder cylinder;
+  double u0 = 0, u1 = 0, v0 = 0, v1 = 0;  // parameter bounds (cylinder)
+};
+
+// A convex region that holds a whole body: the half-space n.x <= d, or the
+// solid unbounded cylinder of radius r about an axis.
+struct HullRegion {
+  bool cylinder = false;
+  gp_XYZ n;
+  double d = 0;
+  gp_Ax1 axis;
+  double r = 0;
+};
+
+struct InterferenceData {
+  std::uint64_t identity = 0;
+  TopoDS_Shape shape;
+  Bnd_Box box;
+  int solids = 0;
+  std::vector<FaceFacts> faces;
+  std::vector<gp_Pnt> probes;  // vertices and edge midpoints
+  // The hull, made when first asked for.
+  bool hull_made = false;
+  std::vector<HullRegion> hull;
+  std::optional<gp_Pnt> hull_point;  // kHullMargin inside every region
+  std::optional<BRepClass3d_SolidClassifier> classifier;
+
+  TopAbs_State Classify(const gp_Pnt& p, double tolerance) {
+    if (!classifier) classifier.emplace(shape);
+    classifier->Perform(p, tolerance);
+    return classifier->State();
+  }
+};
+
+namespace {
+
+// The values of n.x on a face, never narrower than the truth.
+Range FaceRange(const FaceFacts& f, const gp_XYZ& n) {
+  Range r;
+  switch (f.type) {
+    case GeomAbs_Plane:  // a linear function is largest and smallest on the boundary
+      for (TopExp_Explorer e(f.face, TopAbs_EDGE); e.More(); e.Next())
+        r.Add(EdgeRange(TopoDS::Edge(e.Current()), n));
+      if (r.lo > r.hi) r.Add(Dot(n, f.plane.Location()));
+      return r;
+    case GeomAbs_Cylinder: {
+      const gp_Ax3& ax = f.cylinder.Position();
+      const Range t = TrigRange(f.cylinder.Radius(), Dot(n, ax.XDirection()),
+                                Dot(n, ax.YDirection()), f.u0, f.u1);
+      const double c = Dot(n, ax.Direction()), base = Dot(n, ax.Location());
+      return {base + std::min(c * f.v0, c * f.v1) + t.lo,
+              base + std::max(c * f.v0, c * f.v1) + t.hi};
+    }
+    default:
+      for (const gp_Pnt& p : Corners(f.box)) r.Add(Dot(n, p));
+      return r;
+  }
+}
+
+// The largest distance of a face's points from an axis, or more.
+double FaceMaxRadial(const FaceFacts& f, const gp_Ax1& axis) {
+  if (f.type == GeomAbs_Cylinder &&
+      std::abs(f.cylinder.Axis().Direction().Dot(axis.Direction())) > 1 - kParallel)
+    return Radial(f.cylinder.Location(), axis) + f.cylinder.Radius();
+  double m = 0;
+  if (f.type == GeomAbs_Plane) {  // the distance is convex on a plane
+    for (TopExp_Explorer e(f.face, TopAbs_EDGE); e.More(); e.Next())
+      m = std::max(m, EdgeMaxRadial(TopoDS::Edge(e.Current()), axis));
+    return m;
+  }
+  for (const gp_Pnt& p : Corners(f.box)) m = std::max(m, Radial(p, axis));
+  return m;
+}
+
+// The smallest distance of a face's points from an axis, or less.
+double FaceMinRadial(const FaceFacts& f, const gp_Ax1& axis) {
+  const gp_Dir& dir = axis.Direction();
+  if (f.type == GeomAbs_Cylinder) {
+    if (std::abs(f.cylinder.Axis().Direction().Dot(dir)) <= 1 - kParallel) return 0.0;
+    return std::abs(Radial(f.cylinder.Location(), axis) - f.cylinder.Radius());
+  }
+  if (f.type != GeomAbs_Plane) return 0.0;
+  const gp_Dir& normal = f.plane.Axis().Direction();
+  const double cosine = std::abs(normal.Dot(dir));
+  if (cosine < kParallel) return f.plane.Distance(axis.Location());
+  if (cosine <= 1 - kParallel) return 0.0;
+  // A plane across the axis: the points near the axis form a disc about
+  // where the axis meets the plane; it misses the face when its centre lies
+  // outside the face and no edge comes nearer than its radius.
+  const gp_Vec to_plane(axis.Location(), f.plane.Location());
+  const gp_Pnt centre = axis.Location().Translated(gp_Vec(dir) * to_plane.Dot(gp_Vec(dir)));
+  double u = 0, v = 0;
+  ElSLib::Parameters(f.plane, centre, u, v);
+  BRepClass_FaceClassifier where(f.face, gp_Pnt2d(u, v), kTouch);
+  if (where.State() != TopAbs_OUT) return 0.0;
+  double m = std::numeric_limits<double>::infinity();
+  for (TopExp_Explorer e(f.face, TopAbs_EDGE); e.More(); e.Next())
+    m = std::min(m, EdgeMinDistance(TopoDS::Edge(e.Current()), centre));
+  return std::isfinite(m) ? m : 0.0;
+}
+
+bool InsideHull(const std::vector<HullRegion>& hull, const Bnd_Box& box, const gp_Pnt& p) {
+  if (box.IsVoid()) return false;
+  double x0, y0, z0, x1, y1, z1;
+  box.Get(x0, y0, z0, x1, y1, z1);
+  if (p.X() < x0 + kHullMargin || p.X() > x1 - kHullMargin || p.Y() < y0 + kHullMargin ||
+      p.Y() > y1 - kHullMargin || p.Z() < z0 + kHullMargin || p.Z() > z1 - kHullMargin)
+    return false;
+  for (const HullRegion& g : hull) {
+    if (g.cylinder ? Radial(p, g.axis) > g.r - kHullMargin : Dot(g.n, p) > g.d - kHullMargin)
+      return false;
+  }
+  return true;
+}
+
+void MakeHull(InterferenceData& a) {
+  a.hull_made = true;
+  if (a.faces.empty() || a.box.IsVoid()) return;
+  // Half-spaces behind the planar faces: the body's extent along each normal
+  // (the same for a face and its opposite) is measured once.
+  std::vector<std::pair<gp_XYZ, Range>> extents;
+  auto extent = [&](const gp_XYZ& n) -> Range {
+    for (const auto& [m, r] : extents) {
+      if (m.Dot(n) > 1 - kParallel) return r;
+      if (m.Dot(n) < -1 + kParallel) return {-r.hi, -r.lo};
+    }
+    Range r;
+    for (const FaceFacts& f : a.faces) r.Add(FaceRange(f, n));
+    extents.push_back({n, r});
+    return r;
+  };
+  auto has_plane = [&](const gp_XYZ& n, double d) {
+    for (const HullRegion& g : a.hull)
+      if (!g.cylinder && g.n.Dot(n) > 1 - kParallel && std::abs(g.d - d) <= kTouch) return true;
+    return false;
+  };
+  for (const FaceFacts& f : a.faces) {
+    if (f.type == GeomAbs_Plane) {
+      const gp_XYZ n = f.plane.Axis().Direction().XYZ();
+      const double d = Dot(n, f.plane.Location());
+      const Range r = extent(n);
+      if (r.hi <= d + kTouch && !has_plane(n, d)) a.hull.push_back({false, n, d, {}, 0});
+      if (r.lo >= d - kTouch && !has_plane(n.Reversed(), -d))
+        a.hull.push_back({false, n.Reversed(), -d, {}, 0});
+    } else if (f.type == GeomAbs_Cylinder) {
+      const gp_Ax1 axis = f.cylinder.Axis();
+      const double radius = f.cylinder.Radius();
+      bool known = false;
+      for (const HullRegion& g : a.hull)
+        known = known || (g.cylinder && g.r <= radius + kTouch &&
+                          std::abs(g.axis.Direction().Dot(axis.Direction())) > 1 - kParallel &&
+                          Radial(axis.Location(), g.axis) <= kTouch);
+      if (known) continue;
+      bool holds = true;
+      for (const FaceFacts& other : a.faces)
+        if (FaceMaxRadial(other, axis) > radius + kTouch) {
+          holds = false;
+          break;
+        }
+      if (holds) a.hull.push_back({true, {}, 0, axis, radius});
+    }
+  }
+  // A point well inside: the middle of the box, else the centre of mass.
+  double x0, y0, z0, x1, y1, z1;
+  a.box.Get(x0, y0, z0, x1, y1, z1);
+  const gp_Pnt middle((x0 + x1) / 2, (y0 + y1) / 2, (z0 + z1) / 2);
+  if (InsideHull(a.hull, a.box, middle)) {
+    a.hull_point = middle;
+    return;
+  }
+  GProp_GProps props;
+  BRepGProp::VolumeProperties(a.shape, props);
+  if (InsideHull(a.hull, a.box, props.CentreOfMass())) a.hull_point = props.CentreOfMass();
+}
+
+// No face of `b` reaches into the hull of `a` (by more than kTouch).
+bool HullClear(const InterferenceData& a, const InterferenceData& b) {
+  double x0, y0, z0, x1, y1, z1;
+  a.box.Get(x0, y0, z0, x1, y1, z1);
+  const HullRegion sides[6] = {
+      {false, gp_XYZ(1, 0, 0), x1, {}, 0}, {false, gp_XYZ(-1, 0, 0), -x0, {}, 0},
+      {false, gp_XYZ(0, 1, 0), y1, {}, 0}, {false, gp_XYZ(0, -1, 0), -y0, {}, 0},
+      {false, gp_XYZ(0, 0, 1), z1, {}, 0}, {false, gp_XYZ(0, 0, -1), -z0, {}, 0}};
+  auto clear_of = [](const FaceFacts& f, const HullRegion& g) {
+    return g.cylinder ? FaceMinRadial(f, g.axis) >= g.r - kTouch
+                      : FaceRange(f, g.n).lo >= g.d - kTouch;
+  };
+  for (const FaceFacts& f : b.faces) {
+    if (OutsideBox(f.box, a.box)) continue;
+    bool clear = false;
+    for (const HullRegion& g : a.hull)
+      if ((clear = clear_of(f, g))) break;
+    for (int k = 0; k < 6 && !clear; ++k) clear = clear_of(f, sides[k]);
+    if (!clear) return false;
+  }
+  return true;
+}
+
+// What the hull of `a` tells about the pair: kInterferes, kNone, or nothing.
+std::optional<host::Interference> HullProof(InterferenceData& a, InterferenceData& b) {
+  if (b.solids != 1) return std::nullopt;
+  if (!a.hull_made) MakeHull(a);
+  if (!a.hull_point || !HullClear(a, b)) return std::nullopt;
+  switch (b.Classify(*a.hull_point, kHullMargin / 10)) {
+    case TopAbs_OUT:
+      return host::Interference::kNone;
+    case TopAbs_IN:
+      return host::Interference::kInterferes;
+    default:
+      return std::nullopt;
+  }
+}
+
+// Some vertex or edge midpoint of `a` lies well inside `b`.
+bool ProbeInside(const InterferenceData& a, InterferenceData& b) {
+  if (b.solids == 0) return false;
+  for (const gp_Pnt& p : a.probes)
+    if (!b.box.IsOut(p) && b.Classify(p, kInside) == TopAbs_IN) return true;
+  return false;
+}
+
+std::shared_ptr<InterferenceData> MakeInterferenceData(const TopoDS_Shape& shape,
+                                                       std::uint64_t identity) {
+  auto d = std::make_shared<InterferenceData>();
+  d->identity = identity;
+  d->shape = shape;
+  if (shape.IsNull()) return d;
+  d->box = ExactBox(shape);
+  for (TopExp_Explorer ex(shape, TopAbs_SOLID); ex.More(); ex.Next()) ++d->solids;
+  TopTools_IndexedMapOfShape map;
+  TopExp::MapShapes(shape, TopAbs_FACE, map);
+  for (int i = 1; i <= map.Extent(); ++i) {
+    FaceFacts f;
+    f.face = TopoDS::Face(map(i));
+    BRepBndLib::Add(f.face, f.box, false);
+    BRepAdaptor_Surface s(f.face, false);
+    f.type = s.GetType();
+    if (f.type == GeomAbs_Plane) f.plane = s.Plane();
+    if (f.type == GeomAbs_Cylinder) {
+      f.cylinder = s.Cylinder();
+      BRepTools::UVBounds(f.face, f.u0, f.u1, f.v0, f.v1);
+    }
+    d->faces.push_back(f);
+  }
+  map.Clear();
+  TopExp::MapShapes(shape, TopAbs_VERTEX, map);
+  for (int i = 1; i <= map.Extent(); ++i)
+    d->probes.push_back(BRep_Tool::Pnt(TopoDS::Vertex(map(i))));
+  map.Clear();
+  TopExp::MapShapes(shape, TopAbs_EDGE, map);
+  for (int i = 1; i <= map.Extent(); ++i) {
+    const TopoDS_Edge& e = TopoDS::Edge(map(i));
+    if (BRep_Tool::Degenerated(e)) continue;
+    BRepAdaptor_Curve c(e);
+    d->probes.push_back(c.Value((c.FirstParameter() + c.LastParameter()) / 2));
+  }
+  return d;
+}
+
+}  // namespace
+
+std::uint64_t BodiesImpl::GeometryIdentity(host::Tag body) {
+  static std::uint64_t last = 0;
+  Object& o = m_.Get(body, ObjectKind::Body);
+  if (o.identity == 0 || !o.identity_shape.IsEqual(o.shape)) {
+    o.identity_shape = o.shape;
+    o.identity = ++last;
+    o.interference.reset();
+  }
+  return o.identity;
+}
+
+InterferenceData& BodiesImpl::Interference(host::Tag body) {
+  const std::uint64_t identity = GeometryIdentity(body);
+  Object& o = m_.Get(body);
+  if (!o.interference || o.interference->identity != identity)
+    o.interference = MakeInterferenceData(o.shape, identity);
+  return *o.interference;
+}
+
+host::Interference BodiesImpl::Share(host::Tag a, host::Tag b, bool tell_touching) {
+  InterferenceData& da = Interference(a);
+  InterferenceData& db = Interference(b);
+  if (da.box.IsVoid() || db.box.IsVoid()) return host::Interference::kNone;
+  const host::Interference none = host::Interference::kNone;
+  auto apart = [&]() {
+    if (!tell_touching) return none;
+    // Boxes a gap apart hold bodies that do not touch.
+    double a0[3], a1[3], b0[3], b1[3];
+    da.box.Get(a0[0], a0[1], a0[2], a1[0], a1[1], a1[2]);
+    db.box.Get(b0[0], b0[1], b0[2], b1[0], b1[1], b1[2]);
+    for (int k = 0; k < 3; ++k)
+      if (std::min(a1[k], b1[k]) - std::max(a0[k], b0[k]) < -kTouch) return none;
+    BRepExtrema_DistShapeShape dist(da.shape, db.shape);
+    return dist.IsDone() && dist.Value() <= kTouch ? host::Interference::kTouches : none;
+  };
+  if (BoxesApart(da.box, db.box)) return apart();
+  for (auto [x, y] : {std::pair{&da, &db}, std::pair{&db, &da}}) {
+    if (const auto proof = HullProof(*x, *y)) {
+      if (*proof == host::Interference::kInterferes) return *proof;
+      return apart();
+    }
+  }
+  if (ProbeInside(da, db) || ProbeInside(db, da)) return host::Interference::kInterferes;
+  // The exact check.
+  const double tiny = 1e-9 * std::min(Volume(a), Volume(b)) + 1e-9;
+  BRepAlgoAPI_Common common;
+  TopTools_ListOfShape arguments, tools;
+  arguments.Append(da.shape);
+  tools.Append(db.shape);
+  common.SetArguments(arguments);
+  common.SetTools(tools);
+  common.SetNonDestructive(true);  // the bodies' own tolerances stay as they are
+  common.Build();
+  if (common.IsDone() && ShapeVolume(common.Shape()) > tiny) return host::Interference::kInterferes;
+  return apart();
 }
 
 }  // namespace memory

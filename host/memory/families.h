@@ -48,6 +48,8 @@ class BodiesImpl : public host::Bodies {
   host::MassProperties AskMassProperties(host::Tag body) override;
   host::Facets AskFacets(host::Tag body, double chord_tolerance, double angle_tolerance) override;
   host::Interference CheckInterference(host::Tag a, host::Tag b) override;
+  bool ShareVolume(host::Tag a, host::Tag b) override;
+  std::uint64_t GeometryIdentity(host::Tag body) override;
   int JoinFaces(host::Tag body) override;
   int ExportNeutral(const std::vector<host::Tag>& bodies, const std::string& path) override;
   std::vector<host::Tag> ImportNeutral(const std::string& path) override;
@@ -59,6 +61,10 @@ class BodiesImpl : public host::Bodies {
 
  private:
   host::Tag SubTag(host::Tag body, ObjectKind kind, int index);
+  InterferenceData& Interference(host::Tag body);
+  // kInterferes, kNone (no shared volume, touching not told) or, when the
+  // shortcuts cannot tell, the exact check's answer.
+  host::Interference Share(host::Tag a, host::Tag b, bool tell_touching);
   Model& m_;
 };
 

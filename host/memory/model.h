@@ -5,7 +5,9 @@
 #include <TopoDS_Shape.hxx>
 
 #include <array>
+#include <cstdint>
 #include <map>
+#include <memory>
 #include <set>
 #include <string>
 #include <utility>
@@ -14,6 +16,9 @@
 #include "host/types.h"
 
 namespace memory {
+
+// What the interference checks learnt about one body's geometry (bodies.cpp).
+struct InterferenceData;
 
 struct ShapeData {
   TopoDS_Shape shape;
@@ -42,6 +47,12 @@ struct Object {
   // Body: its volume once measured (shapes are values: it holds until the
   // shape is replaced); negative when not measured yet.
   double volume = -1.0;
+  // Body: the identity of its geometry (host::Bodies::GeometryIdentity) and
+  // the shape it was given for, held so that no later shape can take the same
+  // place in memory; what the interference checks learnt about that shape.
+  TopoDS_Shape identity_shape;
+  std::uint64_t identity = 0;
+  std::shared_ptr<InterferenceData> interference;
   // Coordinate system and matrix.
   host::Point3d origin;
   host::Matrix3x3 matrix;
