@@ -649,7 +649,8 @@ struct InterferenceData {
   Bnd_Box box;
   int solids = 0;
   std::vector<FaceFacts> faces;
-  std::vector<gp_Pnt> probes;  // vertices and edge midpoints
+  std::vector<gp_Pnt> probes;                       // vertices and edge midpoints
+  std::vector<std::pair<gp_Pnt, gp_Pnt>> segments;  // straight edges
   // The hull, made when first asked for.
   bool hull_made = false;
   std::vector<HullRegion> hull;
@@ -804,49 +805,216 @@ void MakeHull(InterferenceData& a) {
   if (InsideHull(a.hull, a.box, props.CentreOfMass())) a.hull_point = props.CentreOfMass();
 }
 
-// No face of `b` reaches into the hull of `a` (by more than kTouch).
-bool HullClear(const InterferenceData& a, const InterferenceData& b) {
-  double x0, y0, z0, x1, y1, z1;
-  a.box.Get(x0, y0, z0, x1, y1, z1);
-  const HullRegion sides[6] = {
-      {false, gp_XYZ(1, 0, 0), x1, {}, 0}, {false, gp_XYZ(-1, 0, 0), -x0, {}, 0},
-      {false, gp_XYZ(0, 1, 0), y1, {}, 0}, {false, gp_XYZ(0, -1, 0), -y0, {}, 0},
-      {false, gp_XYZ(0, 0, 1), z1, {}, 0}, {false, gp_XYZ(0, 0, -1), -z0, {}, 0}};
-  auto clear_of = [](const FaceFacts& f, const HullRegion& g) {
-    return g.cylinder ? FaceMinRadial(f, g.axis) >= g.r - kTouch
-                      : FaceRange(f, g.n).lo >= g.d - kTouch;
-  };
-  for (const FaceFacts& f : b.faces) {
-    if (OutsideBox(f.box, a.box)) continue;
-    bool clear = false;
-    for (const HullRegion& g : a.hull)
-      if ((clear = clear_of(f, g))) break;
-    for (int k = 0; k < 6 && !clear; ++k) clear = clear_of(f, sides[k]);
-    if (!clear) return false;
+// The smallest distance of an edge's points from an axis, or less.
+double EdgeMinRadial(const TopoDS_Edge& e, const gp_Ax1& axis) {
+  if (BRep_Tool::Degenerated(e)) return 0.0;
+  BRepAdaptor_Curve c(e);
+  const gp_Dir& dir = axis.Direction();
+  switch (c.GetType()) {
+    case GeomAbs_Line: {  // the squared distance is quadratic along the segment
+      const gp_Pnt a = c.Value(c.FirstParameter()), b = c.Value(c.LastParameter());
+      auto across = [&](const gp_Vec& v) { return v - gp_Vec(dir) * v.Dot(gp_Vec(dir)); };
+      const gp_Vec w = across(gp_Vec(axis.Location(), a)), v = across(gp_Vec(a, b));
+      const double vv = v.SquareMagnitude();
+      const double t = vv > 0 ? std::clamp(-w.Dot(v) / vv, 0.0, 1.0) : 0.0;
+      return (w + v * t).Magnitude();
+    }
+    case GeomAbs_Circle: {
+      const gp_Circ ci = c.Circle();
+      if (std::abs(ci.Axis().Direction().Dot(dir)) <= 1 - kParallel) return 0.0;
+      return std::abs(Radial(ci.Location(), axis) - ci.Radius());
+    }
+    default:
+      return 0.0;
   }
+}
+
+// The convex part of space that holds the part of body `a` that matters for
+// a pair: the common part of a's hull regions and a clipping box.
+struct Hull {
+  const std::vector<HullRegion>& regions;
+  Bnd_Box clip;
+  HullRegion sides[6];
+
+  Hull(const std::vector<HullRegion>& r, const Bnd_Box& box) : regions(r), clip(box) {
+    double x0, y0, z0, x1, y1, z1;
+    box.Get(x0, y0, z0, x1, y1, z1);
+    sides[0] = {false, gp_XYZ(1, 0, 0), x1, {}, 0};
+    sides[1] = {false, gp_XYZ(-1, 0, 0), -x0, {}, 0};
+    sides[2] = {false, gp_XYZ(0, 1, 0), y1, {}, 0};
+    sides[3] = {false, gp_XYZ(0, -1, 0), -y0, {}, 0};
+    sides[4] = {false, gp_XYZ(0, 0, 1), z1, {}, 0};
+    sides[5] = {false, gp_XYZ(0, 0, -1), -z0, {}, 0};
+  }
+  template <class Test>
+  bool AnyRegion(Test&& clear_of) const {
+    for (const HullRegion& g : regions)
+      if (clear_of(g)) return true;
+    for (const HullRegion& g : sides)
+      if (clear_of(g)) return true;
+    return false;
+  }
+  bool Inside(const gp_Pnt& p) const { return InsideHull(regions, clip, p); }
+
+  // The face reaches into the hull by no more than kTouch.
+  bool Clear(const FaceFacts& f, const gp_Pnt& inner) const {
+    if (OutsideBox(f.box, clip)) return true;
+    if (AnyRegion([&](const HullRegion& g) {
+          return g.cylinder ? FaceMinRadial(f, g.axis) >= g.r - kTouch
+                            : FaceRange(f, g.n).lo >= g.d - kTouch;
+        }))
+      return true;
+    if (f.type != GeomAbs_Plane) return false;
+    // A planar face across the hull: the hull's section in the face's plane
+    // is convex; it misses the face when one point of it lies outside the
+    // face and no edge of the face reaches into the hull.
+    double u = 0, v = 0;
+    ElSLib::Parameters(f.plane, inner, u, v);
+    const gp_Pnt section = ElSLib::Value(u, v, f.plane);
+    if (!Inside(section)) return false;
+    if (BRepClass_FaceClassifier(f.face, gp_Pnt2d(u, v), kTouch).State() != TopAbs_OUT)
+      return false;
+    for (TopExp_Explorer ex(f.face, TopAbs_EDGE); ex.More(); ex.Next()) {
+      const TopoDS_Edge& e = TopoDS::Edge(ex.Current());
+      if (!AnyRegion([&](const HullRegion& g) {
+            return g.cylinder ? EdgeMinRadial(e, g.axis) >= g.r - kTouch
+                              : EdgeRange(e, g.n).lo >= g.d - kTouch;
+          }))
+        return false;
+    }
+    return true;
+  }
+};
+
+// The common part of two boxes (void when they do not meet).
+Bnd_Box Common(const Bnd_Box& a, const Bnd_Box& b) {
+  Bnd_Box out;
+  if (a.IsVoid() || b.IsVoid()) return out;
+  double a0[3], a1[3], b0[3], b1[3];
+  a.Get(a0[0], a0[1], a0[2], a1[0], a1[1], a1[2]);
+  b.Get(b0[0], b0[1], b0[2], b1[0], b1[1], b1[2]);
+  double lo[3], hi[3];
+  for (int k = 0; k < 3; ++k) {
+    lo[k] = std::max(a0[k], b0[k]), hi[k] = std::min(a1[k], b1[k]);
+    if (lo[k] > hi[k]) return out;
+  }
+  out.Update(lo[0], lo[1], lo[2], hi[0], hi[1], hi[2]);
+  return out;
+}
+
+bool Contains(const Bnd_Box& outer, const Bnd_Box& inner) {
+  double o0[3], o1[3], i0[3], i1[3];
+  outer.Get(o0[0], o0[1], o0[2], o1[0], o1[1], o1[2]);
+  inner.Get(i0[0], i0[1], i0[2], i1[0], i1[1], i1[2]);
+  for (int k = 0; k < 3; ++k)
+    if (i0[k] < o0[k] - kTouch || i1[k] > o1[k] + kTouch) return false;
   return true;
 }
 
 // What the hull of `a` tells about the pair: kInterferes, kNone, or nothing.
-std::optional<host::Interference> HullProof(InterferenceData& a, InterferenceData& b) {
-  if (b.solids != 1) return std::nullopt;
-  if (!a.hull_made) MakeHull(a);
-  if (!a.hull_point || !HullClear(a, b)) return std::nullopt;
-  switch (b.Classify(*a.hull_point, kHullMargin / 10)) {
+// Only the part of `a` inside b's box can share volume with b, so the hull is
+// clipped by the common part of the two boxes.
+std::optional<host::Interference> ProveWith(const Hull& hull, const std::optional<gp_Pnt>& point,
+                                            InterferenceData& b, bool own) {
+  std::optional<gp_Pnt> inner;
+  if (point && hull.Inside(*point)) {
+    inner = point;
+  } else {
+    double x0, y0, z0, x1, y1, z1;
+    hull.clip.Get(x0, y0, z0, x1, y1, z1);
+    const gp_Pnt middle((x0 + x1) / 2, (y0 + y1) / 2, (z0 + z1) / 2);
+    if (hull.Inside(middle)) inner = middle;
+  }
+  if (!inner) return std::nullopt;
+  for (const FaceFacts& f : b.faces)
+    if (!hull.Clear(f, *inner)) return std::nullopt;
+  switch (b.Classify(*inner, kHullMargin / 10)) {
     case TopAbs_OUT:
       return host::Interference::kNone;
-    case TopAbs_IN:
-      return host::Interference::kInterferes;
+    case TopAbs_IN:  // all of the hull inside b: proof enough when it holds all of a
+      return own ? std::optional(host::Interference::kInterferes) : std::nullopt;
     default:
       return std::nullopt;
   }
 }
 
-// Some vertex or edge midpoint of `a` lies well inside `b`.
+// Cylinders about a's convex cylindrical faces that hold the part of `a`
+// in the box `clip` (a stepped pin's thin end in a plate, say). That part is
+// largest, along any such measure, on a's faces or at the box's corners.
+std::vector<HullRegion> LocalCylinders(InterferenceData& a, const Bnd_Box& clip) {
+  std::vector<HullRegion> out;
+  std::vector<const FaceFacts*> near;
+  for (const FaceFacts& f : a.faces)
+    if (!clip.IsOut(f.box)) near.push_back(&f);
+  for (const FaceFacts* f : near) {
+    if (f->type != GeomAbs_Cylinder) continue;
+    const gp_Ax1 axis = f->cylinder.Axis();
+    const double r = f->cylinder.Radius();
+    bool holds = true;
+    for (const FaceFacts* g : near)
+      if (!(holds = FaceMaxRadial(*g, axis) <= r + kTouch)) break;
+    if (holds) {
+      for (const gp_Pnt& corner : Corners(clip)) {
+        if (Radial(corner, axis) <= r + kTouch) continue;
+        if (a.solids != 1 || a.Classify(corner, kTouch) != TopAbs_OUT) {
+          holds = false;
+          break;
+        }
+      }
+    }
+    if (holds) out.push_back({true, {}, 0, axis, r});
+  }
+  return out;
+}
+
+// What the hull of `a` tells about the pair: kInterferes, kNone, or nothing.
+// Only the part of `a` inside b's box can share volume with b, so the hull is
+// clipped by the common part of the two boxes.
+std::optional<host::Interference> HullProof(InterferenceData& a, InterferenceData& b) {
+  if (b.solids != 1) return std::nullopt;
+  if (!a.hull_made) MakeHull(a);
+  const Bnd_Box clip = Common(a.box, b.box);
+  if (auto proof = ProveWith(Hull(a.hull, clip), a.hull_point, b, Contains(b.box, a.box)))
+    return proof;
+  const std::vector<HullRegion> local = LocalCylinders(a, clip);
+  if (local.empty()) return std::nullopt;
+  return ProveWith(Hull(local, clip), std::nullopt, b, false);
+}
+
+// The part of the segment pq inside the box, if any.
+std::optional<std::pair<gp_Pnt, gp_Pnt>> Clipped(const gp_Pnt& p, const gp_Pnt& q,
+                                                 const Bnd_Box& box) {
+  double lo[3], hi[3];
+  box.Get(lo[0], lo[1], lo[2], hi[0], hi[1], hi[2]);
+  const double from[3] = {p.X(), p.Y(), p.Z()},
+               along[3] = {q.X() - p.X(), q.Y() - p.Y(), q.Z() - p.Z()};
+  double t0 = 0, t1 = 1;
+  for (int k = 0; k < 3; ++k) {
+    if (along[k] == 0) {
+      if (from[k] < lo[k] || from[k] > hi[k]) return std::nullopt;
+      continue;
+    }
+    double ta = (lo[k] - from[k]) / along[k], tb = (hi[k] - from[k]) / along[k];
+    if (ta > tb) std::swap(ta, tb);
+    t0 = std::max(t0, ta), t1 = std::min(t1, tb);
+    if (t0 > t1) return std::nullopt;
+  }
+  const gp_Vec v(p, q);
+  return std::pair{p.Translated(v * t0), p.Translated(v * t1)};
+}
+
+// Some vertex or edge point of `a` lies well inside `b`: the vertices, the
+// edges' midpoints, and the middle of each straight edge's part in b's box.
 bool ProbeInside(const InterferenceData& a, InterferenceData& b) {
   if (b.solids == 0) return false;
   for (const gp_Pnt& p : a.probes)
     if (!b.box.IsOut(p) && b.Classify(p, kInside) == TopAbs_IN) return true;
+  for (const auto& [p, q] : a.segments) {
+    const auto part = Clipped(p, q, b.box);
+    if (!part) continue;
+    const gp_Pnt mid((part->first.XYZ() + part->second.XYZ()) / 2);
+    if (b.Classify(mid, kInside) == TopAbs_IN) return true;
+  }
   return false;
 }
 
@@ -884,6 +1052,8 @@ std::shared_ptr<InterferenceData> MakeInterferenceData(const TopoDS_Shape& shape
     if (BRep_Tool::Degenerated(e)) continue;
     BRepAdaptor_Curve c(e);
     d->probes.push_back(c.Value((c.FirstParameter() + c.LastParameter()) / 2));
+    if (c.GetType() == GeomAbs_Line)
+      d->segments.push_back({c.Value(c.FirstParameter()), c.Value(c.LastParameter())});
   }
   return d;
 }
