@@ -1,6 +1,10 @@
 // Overlapping bodies on real solids: shared volume counts, touching does not.
 #include "blank/overlap.h"
 
+#include <cstdint>
+#include <filesystem>
+#include <string>
+
 #include "blank_fixture.h"
 
 namespace {
@@ -88,6 +92,89 @@ TEST(BlankOverlap, BadInputLosesNothing) {
   EXPECT_EQ(Overlapping(h, {a, a}), std::vector<Tag>{});  // a body does not overlap itself
   EXPECT_EQ(Overlapping(h, {host::kNullTag, gone, sheet, b, a, b}), (std::vector<Tag>{b, a}));
   EXPECT_TRUE(h.objects().Exists(a) && h.objects().Exists(b) && h.objects().Exists(sheet));
+}
+
+}  // namespace
+
+namespace {
+
+// The shortcuts before the exact check, each on a case it could get wrong.
+TEST(BlankOverlap, CloseFitsDecidedWithoutTheBoolean) {
+  MemoryHost h;
+  // A plate with a square opening of the punch's size, one with 0.5 mm
+  // clearance, a pocket of the insert's size, and an 11 mm hole.
+  const Tag plate = h.AddBody(Shape::Box(200, 100, 20)
+                                  .Cut(Shape::Box(20, 12, 20, {20, 20, 0}))
+                                  .Cut(Shape::Box(21, 13, 20, {59.5, 19.5, 0}))
+                                  .Cut(Shape::Box(40, 30, 10, {100, 20, 10}))
+                                  .Drilled({170, 50, 20}, {0, 0, -1}, 11, 20));
+  const Tag square = h.AddBody(Shape::Box(20, 12, 60, {20, 20, -20}));
+  const Tag clear = h.AddBody(Shape::Box(20, 12, 60, {60, 20, -20}));
+  const Tag insert =
+      h.AddBody(Shape::Box(40, 30, 10, {100, 20, 10}).Drilled({120, 35, 20}, {0, 0, -1}, 8, 10));
+  // A screw: its 10 mm shank through the 11 mm hole, its head under the plate.
+  const Tag screw =
+      h.AddBody(Shape::Cylinder(8, 10, {170, 50, -10}).Fuse(Shape::Cylinder(5, 50, {170, 50, 0})));
+  EXPECT_EQ(Overlapping(h, {plate, square, clear, insert, screw}), std::vector<Tag>{});
+  EXPECT_EQ(h.bodies().CheckInterference(plate, square), host::Interference::kTouches);
+  EXPECT_EQ(h.bodies().CheckInterference(plate, clear), host::Interference::kNone);
+  EXPECT_EQ(h.bodies().CheckInterference(insert, plate), host::Interference::kTouches);
+
+  // Each a hair too big or too deep: the same shortcuts must not let it pass.
+  const Tag fat = h.AddBody(Shape::Box(20.02, 12, 60, {19.99, 20, -20}));
+  const Tag proud = h.AddBody(Shape::Box(40, 30, 10.02, {100, 20, 9.99}));
+  const Tag sunk_head =
+      h.AddBody(Shape::Cylinder(8, 10, {170, 50, -9}).Fuse(Shape::Cylinder(5, 50, {170, 50, 1})));
+  for (Tag t : {fat, proud, sunk_head})
+    EXPECT_EQ(Overlapping(h, {plate, t}), (std::vector<Tag>{plate, t})) << t;
+  EXPECT_EQ(h.bodies().CheckInterference(plate, sunk_head), host::Interference::kInterferes);
+}
+
+TEST(BlankOverlap, OverlapsWithNoCornerInside) {
+  MemoryHost h;
+  // A pin through a thin rail: no vertex of either lies in the other.
+  const Tag rail = h.AddBody(Shape::Box(300, 20, 8, {0, 0, 140}));
+  const Tag pin = h.AddBody(Shape::Cylinder(4, 30, {100, 10, 120}));
+  // Two bodies of one geometry in one place; a turned block on a plate.
+  const Tag twin_a = h.AddBody(Shape::Box(30, 30, 30, {500, 0, 0}));
+  const Tag twin_b = h.AddBody(Shape::Box(30, 30, 30, {500, 0, 0}));
+  const Tag base = h.AddBody(Shape::Box(100, 100, 10, {700, 0, 0}));
+  const Tag turned =
+      h.AddBody(Shape::Box(40, 16, 20, {730, 40, 10}).Rotated({750, 48, 10}, {0, 0, 1}, Deg(30)));
+  EXPECT_EQ(Overlapping(h, {rail, pin, twin_a, twin_b, base, turned}),
+            (std::vector<Tag>{rail, pin, twin_a, twin_b}));
+  EXPECT_EQ(h.bodies().CheckInterference(base, turned), host::Interference::kTouches);
+}
+
+TEST(BlankOverlap, RememberedAnswersFollowTheGeometry) {
+  MemoryHost h;
+  const Tag holder = h.AddBody(Shape::Box(60, 60, 20).Drilled({30, 30, 20}, {0, 0, -1}, 10, 20));
+  const Tag punch = h.AddBody(Shape::Cylinder(5, 50, {30, 30, -10}));
+  const std::uint64_t id = h.bodies().GeometryIdentity(punch);
+  EXPECT_NE(id, 0u);
+  EXPECT_EQ(h.bodies().GeometryIdentity(punch), id);
+  EXPECT_NE(h.bodies().GeometryIdentity(holder), id);
+  EXPECT_TRUE(Overlapping(h, {holder, punch}).empty());
+  // The punch is made bigger under the same tag: the answer is asked again.
+  h.SetBodyShape(punch, Shape::Cylinder(5.5, 50, {30, 30, -10}));
+  EXPECT_NE(h.bodies().GeometryIdentity(punch), id);
+  EXPECT_EQ(Overlapping(h, {holder, punch}), (std::vector<Tag>{holder, punch}));
+  // And back to its old size: a new identity again, no longer overlapping.
+  h.SetBodyShape(punch, Shape::Cylinder(5, 50, {30, 30, -10}));
+  EXPECT_TRUE(Overlapping(h, {holder, punch}).empty());
+  // Read back through the neutral file: new bodies, new identities, same answer.
+  const auto dir =
+      std::filesystem::temp_directory_path() /
+      ("diebom-overlap-" + std::to_string(::testing::UnitTest::GetInstance()->random_seed()));
+  std::filesystem::create_directories(dir);
+  h.MapDrive('T', dir.string());
+  ASSERT_EQ(h.bodies().ExportNeutral({holder, punch}, "T:\\temp.x_t"), 0);
+  const std::vector<Tag> back = h.bodies().ImportNeutral("T:\\temp.x_t");
+  std::filesystem::remove_all(dir);
+  ASSERT_EQ(back.size(), 2u);
+  EXPECT_NE(h.bodies().GeometryIdentity(back[0]), h.bodies().GeometryIdentity(holder));
+  EXPECT_TRUE(Overlapping(h, back).empty());
+  EXPECT_THROW(h.bodies().GeometryIdentity(host::kNullTag), host::HostError);
 }
 
 }  // namespace
