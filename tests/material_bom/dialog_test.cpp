@@ -191,7 +191,10 @@ TEST_F(MaterialBomTest, CellsEditOnlyWhereAllowedAndListsWriteTheWholeGroup) {
     d.ClickCheckBox(top);
     EXPECT_FALSE(host_.objects().IsBlanked(b));
 
-    // The allowance button is pressed by its label for the row.
+    // The allowance button is pressed by its label for the row; each press
+    // opens the allowance dialog, cancelled here.
+    for (int i = 0; i < 3; ++i)
+      dialogs().QueueDriver("SetBoOffset.dlx", [](DialogDriver& o) { o.Cancel(); });
     d.DoubleClick(top);
     EXPECT_EQ(bom.pressed_row(), top);
     EXPECT_EQ(bom.press_source(), ExportMaterialBom::PressSource::kDoubleClick);

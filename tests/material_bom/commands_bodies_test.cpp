@@ -1,0 +1,201 @@
+// The commands on bodies the designer selects: round parts, one code for
+// several bodies, the reset with its validation string, the datum and frame
+// dialogs opened from the BOM, and a folder that cannot be remembered.
+#include <fstream>
+
+#include "commands_fixture.h"
+
+namespace mbom_test {
+namespace {
+
+using host::Point3d;
+
+TEST_F(CommandTest, RoundPartsTakeTheirDiameterByTheABCRule) {
+  MarkSaved();
+  const Tag aab = AddCoded(0, 10, "UB-01", "30.0x30.0x80.0");
+  const Tag baa = AddCoded(100, 10, "UB-02", "80.0x30.0x30.0");
+  const Tag aba = AddCoded(200, 10, "UB-03", "40.0x25.0x40.0");
+  const Tag two = AddCoded(300, 10, "UB-04", "Φ30.0xH80.0");
+  const Tag other = AddCoded(400, 10, "UB-05", "1.0x2.0x3.0");
+  Open([&](DialogDriver& d, ExportMaterialBom& bom) {
+    FillHeader(d);
+    bom.SaveAttributes();  // the command saves first
+    const auto before = Picture();
+    QueueCancelledPick();
+    d.Press("button013");
+    EXPECT_EQ(Picture(), before);
+    ASSERT_EQ(host_.selection_requests().size(), 1u);
+    EXPECT_EQ(host_.selection_requests()[0].prompt, "选择需要设置为圆件的实体");
+    EXPECT_EQ(host_.selection_requests()[0].title, "设置为圆件");
+
+    QueuePick({aab, baa, aba, two});
+    d.Press("button013");
+    EXPECT_EQ(Column(d, 4), (std::vector<std::string>{"Φ30.0xH80.0", "Φ30.0xH80.0", "Φ40.0xH25.0",
+                                                      "Φ30.0xH80.0", "1.0x2.0x3.0"}));
+    // The rows of the chosen bodies are selected again.
+    std::vector<Tag> selected;
+    for (Node* n : d.tree("tree_control0").GetSelectedNodes()) selected.push_back(RowBody(n));
+    EXPECT_EQ(selected, (std::vector<Tag>{aab, baa, aba, two}));
+  });
+  EXPECT_EQ(Attr(aab, "材料规格"), "Φ30.0xH80.0");
+  EXPECT_EQ(Attr(baa, "材料规格"), "Φ30.0xH80.0");
+  EXPECT_EQ(Attr(aba, "材料规格"), "Φ40.0xH25.0");
+  EXPECT_EQ(Attr(two, "材料规格"), "Φ30.0xH80.0");  // two pieces: left as it is
+  for (Tag b : {aab, baa, aba, two}) EXPECT_EQ(Attr(b, "圆件"), "Y");
+  EXPECT_EQ(Attr(other, "圆件"), "<none>");
+}
+
+TEST_F(CommandTest, SameCodeMovesTheOthersToTheFirstBodysLayerAndColour) {
+  MarkSaved();
+  const Tag first = AddCoded(0, 10, "UB-01");
+  const Tag second = AddCoded(Shape::Box(20, 10, 5, {0, 0, 300}), 30, "PH-01", "", 87);
+  // A body the BOM does not list: it has no code.
+  const Tag uncoded = host_.AddBody(Shape::Box(20, 10, 5, {100, 0, 100}), 10);
+  host_.attributes().SetString(uncoded, "实体优化", "Y");
+  Open([&](DialogDriver& d, ExportMaterialBom& bom) {
+    FillHeader(d);
+    bom.SaveAttributes();  // the command saves first
+    const auto before = Picture();
+    QueueCancelledPick();
+    d.Press("button061");
+    QueuePick({first});  // one body: nothing to share
+    d.Press("button061");
+    EXPECT_EQ(Picture(), before);
+
+    // A first body without a code is refused with a message.
+    QueuePick({uncoded, second});
+    d.Press("button061");
+    EXPECT_EQ(Picture(), before);
+    ASSERT_FALSE(Boxes("材料BOM").empty());
+    EXPECT_EQ(Boxes("材料BOM").back(),
+              "0:第一个选择的实体没有材料代号，请先选择清单中已有代号的实体");
+
+    QueuePick({first, second});
+    d.Press("button061");
+    Node* group = Row(d, "UB-01");
+    ASSERT_EQ(d.Children(group).size(), 2u);
+    EXPECT_EQ(group->GetColumnDisplayText(5), "2");
+  });
+  EXPECT_EQ(Attr(second, "材料代号"), "UB-01");
+  EXPECT_EQ(host_.objects().Layer(second), 10);
+  EXPECT_EQ(host_.objects().Color(second), 42);
+}
+
+class ResetTest : public CommandTest {
+ protected:
+  // The configuration asks for a validation string.
+  void RequireValidation(const std::string& value) {
+    std::ofstream out(dir_ / fs::path(u8"D/MYTOOL/config/级进模/config.csv"), std::ios::binary);
+    out << "改模颜色,连接字符,验证字符串,是否导出图层代号\r\n186,-," << value << ",Y\r\n";
+  }
+};
+
+TEST_F(ResetTest, OnlyTheRightStringAndAConfirmedSelectionResetTheBodies) {
+  RequireValidation("RQ2024");
+  MarkSaved();
+  const Tag kept = AddCoded(0, 10, "UB-01", "20.0x10.0x5.0");
+  const Tag reset = AddCoded(100, 10, "UB-02", "1.0x1.0x1.0");
+  host_.attributes().SetString(reset, "材料余量", "1_1_1_1_1");
+  host_.attributes().SetString(reset, "圆件", "N");
+  const std::string identity = Attr(reset, "实体标识");
+  AddBlankCsys(identity, {110, 5, 100});
+  Open([&](DialogDriver& d, ExportMaterialBom&) {
+    FillHeader(d);
+    const auto before_rows = TreePicture(d);
+    const auto before = Picture();
+    host_.objects().SetHighlighted(kept, true);  // the command takes the highlight off
+
+    host_.QueueAnswer(2);  // No
+    d.Press("button04");
+    EXPECT_EQ(Picture(), before);
+    host_.QueueAnswer(1);
+    host_.QueueString(std::string("rq2024"));  // wrong case
+    d.Press("button04");
+    host_.QueueAnswer(1);
+    host_.QueueString(std::nullopt);  // input cancelled
+    d.Press("button04");
+    host_.QueueAnswer(1);
+    host_.QueueString(std::string("RQ2024"));
+    QueueCancelledPick();
+    d.Press("button04");
+    EXPECT_EQ(Picture(), before);
+    EXPECT_EQ(TreePicture(d), before_rows);
+    EXPECT_EQ(
+        BoxHeads("材料BOM"),
+        (std::vector<std::string>{"3:是否重设置？", "3:是否重设置？", "0:输入的验证字符串有误",
+                                  "3:是否重设置？", "0:输入的验证字符串有误", "3:是否重设置？"}));
+
+    host_.QueueAnswer(1);
+    host_.QueueString(std::string("RQ2024"));
+    QueuePick({reset});
+    d.Press("button04");
+    EXPECT_EQ(Boxes("材料BOM").back(), "2:已重新设置材料的属性！");
+    EXPECT_EQ(host_.selection_requests().back().prompt, "选择需要设置为同一组的实体");
+    EXPECT_EQ(host_.selection_requests().back().title, "设置组");
+  });
+  // Computed again from its geometry: a new identity, the next code of the
+  // layer, the measured size, no allowance; its old system is gone.
+  EXPECT_EQ(Attr(kept, "材料代号"), "UB-01");
+  const Tag body = host_.bodies().PartBodies(host_.session().WorkPart()).back();
+  EXPECT_EQ(Attr(body, "材料代号"), "UB-02");  // after the highest code left
+  EXPECT_EQ(Attr(body, "材料规格"), "20.0x10.0x5.0");
+  EXPECT_EQ(Attr(body, "材料余量"), "");
+  EXPECT_EQ(Attr(body, "圆件"), "N");  // the designer's own mark stays
+  EXPECT_NE(Attr(body, "实体标识"), identity);
+  EXPECT_TRUE(CsysNamed(identity).empty());
+  EXPECT_EQ(CsysNamed(Attr(body, "实体标识")).size(), 1u);
+}
+
+TEST_F(CommandTest, DatumAndFrameDialogsMarkTheBodiesAndLeaveNoPreview) {
+  MarkSaved();
+  const Tag a = AddCoded(0, 10, "UB-01");
+  const Tag b = AddCoded(100, 10, "UB-02");
+  const std::size_t bodies = host_.bodies().PartBodies(host_.session().WorkPart()).size();
+  Open([&](DialogDriver& d, ExportMaterialBom&) {
+    // Closed without applying: the preview spheres go with the dialog.
+    dialogs().QueueDriver("SelectDatum.dlx", [&](DialogDriver& datum) {
+      datum.Pick("bodySelect0", {a});
+      EXPECT_GT(host_.bodies().PartBodies(host_.session().WorkPart()).size(), bodies);
+      datum.Cancel();
+    });
+    d.Press("button011");
+    EXPECT_EQ(host_.bodies().PartBodies(host_.session().WorkPart()).size(), bodies);
+    EXPECT_EQ(Attr(a, "标注基准"), "<none>");
+
+    dialogs().QueueDriver("SelectDatum.dlx", [&](DialogDriver& datum) {
+      datum.Pick("bodySelect0", {a, b});
+      datum.SelectEnum("enum01", 1);
+      datum.SelectEnum("enum02", 6);
+      EXPECT_TRUE(datum.Ok());
+    });
+    d.Press("button011");
+    dialogs().QueueDriver("SelectFrame.dlx", [&](DialogDriver& frame) {
+      frame.Pick("bodySelect0", {b});
+      frame.SetToggle("toggle0", false);
+      frame.SetToggle("toggle02", false);
+      EXPECT_TRUE(frame.Ok());
+    });
+    d.Press("button012");
+  });
+  EXPECT_EQ(host_.bodies().PartBodies(host_.session().WorkPart()).size(), bodies);
+  EXPECT_EQ(Attr(a, "标注基准"), "1-6");
+  EXPECT_EQ(Attr(b, "标注基准"), "1-6");
+  EXPECT_EQ(Attr(b, "LEFT_FRAME"), "Y");
+  EXPECT_EQ(Attr(b, "TOP_FRAME"), "<none>");
+  EXPECT_EQ(Attr(b, "BOTTOM_FRAME"), "<none>");
+  EXPECT_EQ(Attr(a, "LEFT_FRAME"), "<none>");
+}
+
+TEST_F(CommandTest, AFolderThatCannotBeRememberedIsReported) {
+  AddDrawn(Shape::Box(20, 10, 5, {0, 0, 0}), 10);
+  host_.SetLocalAppDataFolder("Q:\\NoSuchDrive");
+  Open([&](DialogDriver& d, ExportMaterialBom&) {
+    d.SetFolder("nativeFolderBrowser0", "O:\\BOM");
+    EXPECT_EQ(d.Folder("nativeFolderBrowser0"), "O:\\BOM");
+  });
+  EXPECT_EQ(Boxes("材料BOM").back(),
+            "0:出图的路径无法保存到文件：Q:\\NoSuchDrive\\Convert\\config.csv");
+}
+
+}  // namespace
+}  // namespace mbom_test
