@@ -123,7 +123,7 @@ void ExportMaterialBom::SetAllowance() {
 bool ExportMaterialBom::ResetBodyCsys(host::Node* row) {
   const host::Tag body = row == nullptr ? host::kNullTag : BodyOf(row);
   if (body == host::kNullTag) throw std::runtime_error("清单中的这一行没有对应的实体");
-  blank::MaterialParamCalculator& calc = calculator();
+  calculator();  // throws when the configuration was not loaded
   host::Undo& undo = host_.undo();
   host::Objects& objects = host_.objects();
   const int mark = undo.SetUndoMark(host::MarkVisibility::Visible, kResetMark);
@@ -165,6 +165,22 @@ bool ExportMaterialBom::ResetBodyCsys(host::Node* row) {
     return false;
   }
 
+  try {
+    MeasureInNewCsys(body, matrix);
+  } catch (...) {
+    // A failure half-way leaves the body as it was.
+    undo.UndoToMark(mark);
+    show_as_before();
+    throw;
+  }
+  show_as_before();
+  return true;
+}
+
+// Steps 5 to 7 of the reset: the blank measured in the system given, the
+// orientation and the named system recorded, the allowance applied.
+void ExportMaterialBom::MeasureInNewCsys(host::Tag body, const host::Matrix3x3& matrix) {
+  blank::MaterialParamCalculator& calc = calculator();
   {
     blank::BlankGeometry& geometry = calc.geometry();
     blank::BlankGeometry::TemporaryScope temporaries(geometry);
@@ -198,8 +214,6 @@ bool ExportMaterialBom::ResetBodyCsys(host::Node* row) {
     calc.orientation().PlaceBlankCsys(body, matrix, identity);
   }
   calc.ResetBodyOffset(body);
-  show_as_before();
-  return true;
 }
 
 // --- "button019": automatic orientation ----------------------------------------------------

@@ -247,6 +247,7 @@ class ExportMaterialBom : public BaseBom {
   // Allowance and orientation (commands_allowance.cpp).
   void SetAllowance();
   void AutoOrient();
+  void MeasureInNewCsys(host::Tag body, const host::Matrix3x3& matrix);
 
   // Saving helpers (attribute_saving.cpp).
   void WriteRowAttributes(host::Node* row, bool drawn);
