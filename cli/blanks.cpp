@@ -225,7 +225,7 @@ int RunBlanks(const std::vector<std::string>& args) {
     BlankRow r;
     r.layer = host.objects().Layer(p.body);
     r.name = ConsoleText(p.name);
-    r.code = ConsoleText(p.code);
+    r.code = ConsoleText(p.code == "-" ? std::string() : p.code);  // no layer code
     r.material = ConsoleText(p.material);
     r.heat_treatment = ConsoleText(p.heat_treatment);
     r.spec = ConsoleText(p.spec);

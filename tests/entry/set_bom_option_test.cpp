@@ -72,7 +72,9 @@ TEST_F(SetBomOptionTest, TheTipShowsTheActiveSetsFileLineByLine) {
   Write("R:\\config\\B\\bom_tip_config.txt", "提示：先选择图层");
   EXPECT_EQ(Tip(), std::vector<std::string>{"提示：先选择图层"});
   // A set table that cannot be read (UTF-16) selects the root's own folder.
-  Write("R:\\config\\standard.csv", std::string("\xFF\xFEA\0,\0Y\0", 8));
+  Write("R:\\config\\standard.csv", std::string("\xFF\xFE"
+                                                "A\0,\0Y\0",
+                                                8));
   EXPECT_EQ(Tip(), (std::vector<std::string>{"A", "B", ""}));
   EXPECT_TRUE(host_.message_log().empty());
 }
