@@ -22,6 +22,7 @@
 #include "host/memory/part_file.h"
 #include "host/text.h"
 #include "material_bom/bom_header.h"
+#include "report/blank_report.h"
 
 namespace cli {
 namespace {
@@ -64,6 +65,8 @@ constexpr const char* kBomHelp =
     "  --config DIR      the configuration root, as RQConfig names it on the host\n"
     "                    (default: the shipped sample configuration)\n"
     "  --format FORMAT   table (default), csv or json\n"
+    "  -o, --report FILE also write the blank report, an HTML page with a drawing of\n"
+    "                    every row's body in its blank and the rows to look at\n"
     "  --save OUT        write the part with the attributes the run stored to the\n"
     "                    part file OUT (.xbf); a later run on OUT reads them back\n"
     "  -h, --help        show this help and exit\n"
@@ -80,7 +83,8 @@ constexpr const char* kTemplateLayers = "模板图层";
 constexpr char kOutDrive = 'O';
 
 struct BomJob {
-  std::string part, config, out, save, mode = "rounded", format = "table";
+  std::string part, config, out, save, report, mode = "rounded", format = "table";
+  bool export_workbook = true;  // false: the report only
   bool same_body = false, reset = false, no_optimise = false, keep_overlaps = false;
   bool reorder = false, balloon = false, all_layers = false, mark = false;
   std::vector<HeaderField> header;  // GBK
@@ -106,6 +110,7 @@ BomJob ReadJob(const std::vector<std::string>& args) {
                                              {"save", 0, true},
                                              {"out", 0, true},
                                              {"header", 0, true},
+                                             {"report", 'o', true},
                                              {"same-body", 0, false},
                                              {"reset", 0, false},
                                              {"no-optimise", 0, false},
@@ -134,6 +139,9 @@ BomJob ReadJob(const std::vector<std::string>& args) {
   job.config = value("config", SampleConfigRoot());
   job.out = value("out", ".");
   job.save = value("save", "");
+  job.report = value("report", "");
+  if (parsed.values.count("report") && job.report.empty())
+    throw UsageError("--report needs a file name");
   if (parsed.values.count("save")) CheckSaveTarget(job.part, job.save);
   job.same_body = flag("same-body");
   job.reset = flag("reset");
@@ -282,15 +290,43 @@ std::string LastError(const memory::MemoryHost& host, const std::string& fallbac
   return fallback;
 }
 
+int RunBomJob(BomJob job);
+
 }  // namespace
 
-int RunBom(const std::vector<std::string>& args) {
-  const BomJob job = ReadJob(args);
+int RunBom(const std::vector<std::string>& args) { return RunBomJob(ReadJob(args)); }
+
+// The report alone: the material tree as the dialog builds it, drawn; no
+// header needed, no workbook written.
+int RunReport(const std::vector<std::string>& args) {
+  BomJob job = ReadJob(args);
+  if (job.part.empty()) {
+    Print(
+        "Usage: diebom report PART -o FILE.html [OPTIONS]\n\n"
+        "Writes an HTML page with a drawing of every material row's body in its blank, the\n"
+        "flags a designer acts on and a summary. Takes the options of 'diebom bom' (see\n"
+        "'diebom bom --help') but writes no workbook and needs no header.\n");
+    return kSuccess;
+  }
+  if (job.report.empty()) throw UsageError("no report file given (-o FILE.html)");
+  job.export_workbook = false;
+  return RunBomJob(std::move(job));
+}
+
+namespace {
+
+int RunBomJob(BomJob job) {
   if (job.part.empty()) {
     Print(kBomHelp);
     return kSuccess;
   }
   const std::string out_folder = CheckOutFolder(job.out);
+  if (!job.report.empty()) {
+    std::error_code ec;
+    const fs::path folder = fs::path(job.report).parent_path();
+    if (!folder.empty() && !fs::is_directory(folder, ec))
+      throw Failure("cannot write the report " + PathText(job.report) + ": no such folder");
+  }
 
   memory::MemoryHost host;
   Workspace workspace(host, job.config);
@@ -330,6 +366,7 @@ int RunBom(const std::vector<std::string>& args) {
     d.Ok();
   });
   TreeTable tree;
+  std::vector<report::ReportRow> report_rows;
   bool shown = false;
   dialogs.QueueDriver("ExportMaterialBom.dlx", [&](memory::DialogDriver& d) {
     shown = true;
@@ -340,8 +377,17 @@ int RunBom(const std::vector<std::string>& args) {
     d.SetFolder("nativeFolderBrowser0", std::string(1, kOutDrive) + ":\\");
     if (job.reorder) d.Press("button0611");
     if (job.balloon) d.Press("button010");
-    d.Press("button01");
+    if (job.export_workbook) d.Press("button01");
     tree = ReadTree(d, kTreeId);
+    for (host::Node* top : d.TopNodes(kTreeId)) {
+      report::ReportRow row;
+      for (int c = 0; c < static_cast<int>(report::kColumnCount); ++c)
+        row.columns.push_back(top->GetColumnDisplayText(c));
+      std::vector<host::Node*> children = d.Children(top);
+      if (children.empty()) children.push_back(top);
+      for (host::Node* n : children) row.bodies.push_back(n->GetNodeData().GetTaggedObject("Data"));
+      report_rows.push_back(std::move(row));
+    }
     d.Close();
   });
 
@@ -363,6 +409,18 @@ int RunBom(const std::vector<std::string>& args) {
   // them as they are now.
   if (tree.rows.empty())
     PrintError("diebom bom: " + EmptyTreeReason(host, templates, SolidsByLayer(host)) + "\n");
+  if (!job.report.empty()) {
+    report::ReportOptions options;
+    options.title = host.session().PartLeaf(host.session().WorkPart());
+    std::ofstream page(job.report, std::ios::binary | std::ios::trunc);
+    if (!page) throw Failure("cannot write the report " + PathText(job.report));
+    const report::ReportResult written = report::WriteBlankReport(host, report_rows, options, page);
+    if (!page.flush()) throw Failure("cannot write the report " + PathText(job.report));
+    PrintError(text::Format("diebom %s: report %s: %zu rows, %zu flags\n",
+                            job.export_workbook ? "bom" : "report", PathText(job.report).c_str(),
+                            written.rows, written.flags.size()));
+  }
+  if (!job.export_workbook) return kSuccess;
   if (host.opened_documents().empty())
     throw Failure(LastError(host, "the workbook was not written"));
   const std::string workbook = host.LocalPath(host.opened_documents().back());
@@ -373,5 +431,7 @@ int RunBom(const std::vector<std::string>& args) {
   if (!job.save.empty()) memory::SavePartFile(host, job.save);
   return kSuccess;
 }
+
+}  // namespace
 
 }  // namespace cli

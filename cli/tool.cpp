@@ -30,6 +30,7 @@ constexpr const char* kHelp =
     "  bom PART        number the blanks in the material BOM and export its purchase\n"
     "                  workbook, as the plug-in does in NX\n"
     "  parts PART      list the standard parts and export their purchase workbook\n"
+    "  report PART     draw every material row's body in its blank (an HTML page)\n"
     "  sample OUTDIR   write the sample die, its configuration and templates\n"
     "\n"
     "Options:\n"
@@ -160,6 +161,10 @@ int Main(const std::vector<std::string>& args) {
     if (first == "bom") {
       command = first;
       return RunBom(rest);
+    }
+    if (first == "report") {
+      command = first;
+      return RunReport(rest);
     }
     if (first == "parts") {
       command = first;

@@ -233,3 +233,23 @@ TEST_F(BomTest, AModelFromElsewhereSaysWhichFilterEmptiedTheTree) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST_F(BomTest, TheReportDrawsTheTreeWithOrWithoutTheWorkbook) {
+  Result r = Diebom({"report", P("die.xbf"), "-o", P("r.html"), "--out", P("out")});
+  ASSERT_EQ(r.code, 0) << r.err;
+  EXPECT_TRUE(fs::is_empty(dir_ / "out")) << "no workbook, no header needed";
+  EXPECT_NE(r.err.find("report " + P("r.html") + ": 30 rows"), std::string::npos) << r.err;
+  EXPECT_NE(ReadAll(dir_ / "r.html").find("<html"), std::string::npos);
+
+  r = Bom(P("die.xbf"), P("out"), {"--report", P("b.html")});
+  ASSERT_EQ(r.code, 0) << r.err;
+  EXPECT_TRUE(fs::is_regular_file(Workbook("out", "die")));
+  EXPECT_EQ(ReadAll(dir_ / "b.html").size() > 1000, true);
+
+  EXPECT_EQ(Diebom({"report", P("die.xbf")}).code, 2) << "no -o";
+  EXPECT_EQ(Diebom({"report", P("die.xbf"), "-o", P("no/such/r.html")}).code, 1);
+}
+
+}  // namespace
