@@ -2,8 +2,10 @@
 // back by xlrd and LibreOffice against the tree the dialog showed, the second
 // run on the saved part, required fields, folders, and models from elsewhere.
 #include <gtest/gtest.h>
+
 #include <sys/wait.h>
 #include <unistd.h>
+#include "tests/cli/run_tool.h"
 
 #include <cstdlib>
 #include <filesystem>
@@ -19,23 +21,9 @@ namespace {
 
 namespace fs = std::filesystem;
 
-struct Result {
-  int code = -1;
-  std::string out, err;  // UTF-8
-};
-
-std::string ReadAll(const fs::path& p) {
-  std::ifstream in(p, std::ios::binary);
-  std::ostringstream out;
-  out << in.rdbuf();
-  return out.str();
-}
-
-std::string Quote(const std::string& s) {
-  std::string out = "'";
-  for (char c : s) out += c == '\'' ? std::string("'\\''") : std::string(1, c);
-  return out + "'";
-}
+using cli_test::Quote;
+using cli_test::ReadAll;
+using cli_test::Result;
 
 std::string U8(const char* gbk) { return text::GbkToUtf8(gbk); }
 
@@ -59,18 +47,7 @@ class BomTest : public ::testing::Test {
   }
   void TearDown() override { fs::remove_all(dir_); }
 
-  Result Diebom(const std::vector<std::string>& args) {
-    std::string command = Quote(DIEBOM_BIN);
-    for (const std::string& a : args) command += " " + Quote(a);
-    command += " >" + Quote((dir_ / "o.txt").string()) + " 2>" + Quote((dir_ / "e.txt").string()) +
-               " </dev/null";
-    const int status = std::system(command.c_str());
-    Result r;
-    r.code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    r.out = ReadAll(dir_ / "o.txt");
-    r.err = ReadAll(dir_ / "e.txt");
-    return r;
-  }
+  Result Diebom(const std::vector<std::string>& args) { return cli_test::RunDiebom(dir_, args); }
   // The sample die's BOM with the shipped header, as CSV, into `out`.
   Result Bom(const std::string& part, const std::string& out, std::vector<std::string> more = {}) {
     std::vector<std::string> args = {"bom",   part, "--header", DIEBOM_SAMPLE_HEADER,

@@ -3,8 +3,10 @@
 // second run, the sample command. Every run works on copies in a temporary
 // folder.
 #include <gtest/gtest.h>
+
 #include <sys/wait.h>
 #include <unistd.h>
+#include "tests/cli/run_tool.h"
 
 #include <cstdlib>
 #include <filesystem>
@@ -23,23 +25,9 @@ namespace {
 
 namespace fs = std::filesystem;
 
-struct Result {
-  int code = -1;
-  std::string out, err;  // as written (UTF-8)
-};
-
-std::string ReadAll(const fs::path& p) {
-  std::ifstream in(p, std::ios::binary);
-  std::ostringstream out;
-  out << in.rdbuf();
-  return out.str();
-}
-
-std::string Quote(const std::string& s) {
-  std::string out = "'";
-  for (char c : s) out += c == '\'' ? std::string("'\\''") : std::string(1, c);
-  return out + "'";
-}
+using cli_test::Quote;
+using cli_test::ReadAll;
+using cli_test::Result;
 
 class DiebomTest : public ::testing::Test {
  protected:
@@ -56,17 +44,7 @@ class DiebomTest : public ::testing::Test {
 
   // Runs diebom with the arguments (UTF-8, each quoted for the shell).
   Result Diebom(const std::vector<std::string>& args, const std::string& wrap = {}) {
-    std::string command = Quote(DIEBOM_BIN);
-    for (const std::string& a : args) command += " " + Quote(a);
-    if (!wrap.empty()) command = wrap + " " + Quote(command);
-    command += " >" + Quote((dir_ / "out.txt").string()) + " 2>" +
-               Quote((dir_ / "err.txt").string()) + " </dev/null";
-    const int status = std::system(command.c_str());
-    Result r;
-    r.code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    r.out = ReadAll(dir_ / "out.txt");
-    r.err = ReadAll(dir_ / "err.txt");
-    return r;
+    return cli_test::RunDiebom(dir_, args, wrap);
   }
 
   std::string P(const char* name) const { return (dir_ / name).string(); }

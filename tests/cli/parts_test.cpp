@@ -2,8 +2,10 @@
 // prints, the workbook it writes (read back by xlrd), the header from a file
 // and from --set, the part saved and run again, and every kind of bad input.
 #include <gtest/gtest.h>
+
 #include <sys/wait.h>
 #include <unistd.h>
+#include "tests/cli/run_tool.h"
 
 #include <cstdlib>
 #include <filesystem>
@@ -21,23 +23,9 @@ namespace {
 
 namespace fs = std::filesystem;
 
-struct Result {
-  int code = -1;
-  std::string out, err;  // UTF-8
-};
-
-std::string ReadAll(const fs::path& p) {
-  std::ifstream in(p, std::ios::binary);
-  std::ostringstream out;
-  out << in.rdbuf();
-  return out.str();
-}
-
-std::string Quote(const std::string& s) {
-  std::string out = "'";
-  for (char c : s) out += c == '\'' ? std::string("'\\''") : std::string(1, c);
-  return out + "'";
-}
+using cli_test::Quote;
+using cli_test::ReadAll;
+using cli_test::Result;
 
 // UTF-8 for the command line from the test's GBK literals.
 std::string U(const std::string& gbk) { return text::GbkToUtf8(gbk); }
@@ -51,18 +39,7 @@ class PartsCommandTest : public ::testing::Test {
     fs::create_directories(dir_ / "out");
   }
 
-  Result Diebom(const std::vector<std::string>& args) {
-    std::string command = Quote(DIEBOM_BIN);
-    for (const std::string& a : args) command += " " + Quote(a);
-    command += " >" + Quote((dir_ / "stdout").string()) + " 2>" +
-               Quote((dir_ / "stderr").string()) + " </dev/null";
-    const int status = std::system(command.c_str());
-    Result r;
-    r.code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    r.out = ReadAll(dir_ / "stdout");
-    r.err = ReadAll(dir_ / "stderr");
-    return r;
-  }
+  Result Diebom(const std::vector<std::string>& args) { return cli_test::RunDiebom(dir_, args); }
 
   // The required header as --set options.
   std::vector<std::string> Parts(std::vector<std::string> extra) {
