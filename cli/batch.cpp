@@ -1,5 +1,9 @@
 #include "cli/batch.h"
 
+#include "host/memory/part_file.h"
+
+#include <cctype>
+
 #include <unistd.h>
 
 #include <algorithm>
@@ -279,6 +283,25 @@ std::string CheckOutFolder(const std::string& utf8_path) {
   std::string out = dir.string();
   while (out.size() > 1 && out.back() == '/') out.pop_back();
   return out;
+}
+
+void CheckSaveTarget(const std::string& part, const std::string& save) {
+  namespace fs = std::filesystem;
+  if (save.empty()) return;
+  std::string extension = fs::path(save).extension().string();
+  for (char& c : extension) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  if (extension != memory::kPartFileExtension)
+    throw UsageError("--save writes a part file, whose name ends in \".xbf\", not '" +
+                     PathText(save) + "'");
+  std::error_code ec;
+  if (fs::equivalent(save, part, ec))
+    throw UsageError("--save " + PathText(save) + " would replace the model being read");
+  const fs::path out(save);
+  const fs::path folder = out.parent_path().empty() ? fs::path(".") : out.parent_path();
+  if (!fs::is_directory(folder, ec))
+    throw Failure("cannot save to " + PathText(save) + ": no such folder");
+  if (fs::is_directory(out, ec))
+    throw Failure("cannot save to " + PathText(save) + ": it is a folder");
 }
 
 }  // namespace cli

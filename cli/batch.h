@@ -79,6 +79,11 @@ Format ParseFormat(const std::string& name);
 // throws Failure saying which it is not.
 std::string CheckOutFolder(const std::string& utf8_path);
 
+// Checks a --save target before the work: a part file (".xbf") that is not
+// `part` itself (UsageError) in a folder that exists, and not a folder
+// (Failure). Nothing for an empty target.
+void CheckSaveTarget(const std::string& part, const std::string& save);
+
 // The commands that run a BOM dialog in batch.
 int RunParts(const std::vector<std::string>& args);
 

@@ -8,6 +8,7 @@
 
 #include "blank/material_param.h"
 #include "blank/material_param_calculator.h"
+#include "cli/batch.h"
 #include "cli/model_bodies.h"
 #include "cli/output.h"
 #include "cli/progress.h"
@@ -132,22 +133,7 @@ int RunBlanks(const std::vector<std::string>& args) {
 
   // Fail before the work when the result could not be saved, or would
   // replace the model it comes from.
-  if (!save.empty()) {
-    std::string extension = fs::path(save).extension().string();
-    for (char& c : extension) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    if (extension != memory::kPartFileExtension)
-      throw UsageError("--save writes a part file, whose name ends in \".xbf\", not '" +
-                       PathText(save) + "'");
-    std::error_code ec;
-    if (fs::equivalent(save, part, ec))
-      throw UsageError("--save " + PathText(save) + " would replace the model being read");
-    const fs::path out(save);
-    const fs::path folder = out.parent_path().empty() ? fs::path(".") : out.parent_path();
-    if (!fs::is_directory(folder, ec))
-      throw Failure("cannot save to " + PathText(save) + ": no such folder");
-    if (fs::is_directory(out, ec))
-      throw Failure("cannot save to " + PathText(save) + ": it is a folder");
-  }
+  CheckSaveTarget(part, save);
   const std::string tool = "diebom blanks";
 
   memory::MemoryHost host;

@@ -90,17 +90,6 @@ struct BomJob {
   std::vector<HeaderField> header;  // GBK
 };
 
-// Refuses a part-file target that is not a ".xbf" file or is the model read.
-void CheckSaveTarget(const std::string& part, const std::string& save) {
-  if (save.empty()) throw UsageError("--save needs a file name");
-  if (fs::path(save).extension() != memory::kPartFileExtension)
-    throw UsageError("--save writes a part file, whose name ends in \".xbf\", not '" +
-                     PathText(save) + "'");
-  std::error_code ec;
-  if (fs::equivalent(save, part, ec))
-    throw UsageError("--save " + PathText(save) + " would replace the model being read");
-}
-
 BomJob ReadJob(const std::vector<std::string>& args) {
   std::vector<std::string> rest = args;
   const std::vector<std::string> sets = TakeRepeatedOption(rest, "set");
@@ -142,7 +131,8 @@ BomJob ReadJob(const std::vector<std::string>& args) {
   job.report = value("report", "");
   if (parsed.values.count("report") && job.report.empty())
     throw UsageError("--report needs a file name");
-  if (parsed.values.count("save")) CheckSaveTarget(job.part, job.save);
+  if (parsed.values.count("save") && job.save.empty()) throw UsageError("--save needs a file name");
+  CheckSaveTarget(job.part, job.save);
   job.same_body = flag("same-body");
   job.reset = flag("reset");
   job.no_optimise = flag("no-optimise");

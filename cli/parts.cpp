@@ -136,15 +136,7 @@ int RunParts(const std::vector<std::string>& raw_args) {
   }
   header = MergeHeader(header, from_sets);
   const std::string out = CheckOutFolder(value("out", "."));
-  if (!save.empty()) {
-    std::error_code ec;
-    const fs::path to(save);
-    const fs::path folder = to.parent_path().empty() ? fs::path(".") : to.parent_path();
-    if (!fs::is_directory(folder, ec))
-      throw Failure("cannot save to " + PathText(save) + ": no such folder");
-    if (fs::is_directory(to, ec))
-      throw Failure("cannot save to " + PathText(save) + ": it is a folder");
-  }
+  CheckSaveTarget(part, save);
 
   memory::MemoryHost host;
   Workspace workspace(host, value("config", SampleConfigRoot()));
