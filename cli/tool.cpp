@@ -46,25 +46,7 @@ std::string Tool(const std::string& command) {
 
 }  // namespace
 
-std::string PathText(const std::string& utf8_path) {
-  try {
-    return text::Utf8ToGbk(utf8_path);
-  } catch (const text::EncodingError&) {
-  }
-  std::string out;
-  for (std::size_t i = 0; i < utf8_path.size();) {
-    const unsigned char c = static_cast<unsigned char>(utf8_path[i]);
-    std::size_t n = c < 0x80 ? 1 : (c >> 5) == 6 ? 2 : (c >> 4) == 14 ? 3 : (c >> 3) == 30 ? 4 : 1;
-    n = std::min(n, utf8_path.size() - i);
-    try {
-      out += text::Utf8ToGbk(utf8_path.substr(i, n));
-    } catch (const text::EncodingError&) {
-      out += '?';
-    }
-    i += n;
-  }
-  return out;
-}
+std::string PathText(const std::string& utf8_path) { return text::Utf8ToGbkLenient(utf8_path); }
 
 std::string ConsoleText(const std::string& gbk) {
   try {

@@ -100,25 +100,7 @@ std::string Utf16ToGbk(std::string_view bytes, bool big_endian) {
 }
 
 // UTF-8 as GBK, characters that GBK lacks (and broken sequences) as "?".
-std::string Utf8ToGbkLenient(std::string_view utf8) {
-  try {
-    return text::Utf8ToGbk(utf8);
-  } catch (const text::EncodingError&) {
-  }
-  std::string out;
-  for (std::size_t i = 0; i < utf8.size();) {
-    const unsigned char c = static_cast<unsigned char>(utf8[i]);
-    std::size_t n = c < 0x80 ? 1 : (c >> 5) == 6 ? 2 : (c >> 4) == 14 ? 3 : (c >> 3) == 30 ? 4 : 1;
-    n = std::min(n, utf8.size() - i);
-    try {
-      out += text::Utf8ToGbk(utf8.substr(i, n));
-    } catch (const text::EncodingError&) {
-      out += '?';
-    }
-    i += n;
-  }
-  return out;
-}
+std::string Utf8ToGbkLenient(std::string_view utf8) { return text::Utf8ToGbkLenient(utf8); }
 
 // The text as GBK: UTF-8 is converted, anything else must already be GBK.
 // With `problems`, nothing is refused: UTF-16 is converted, characters

@@ -1,5 +1,7 @@
 #include "host/text.h"
 
+#include <algorithm>
+
 #include <iconv.h>
 
 #include <cerrno>
@@ -77,6 +79,26 @@ std::string GbkToUtf8(std::string_view gbk) {
 std::string Utf8ToGbk(std::string_view utf8) {
   if (IsAscii(utf8)) return std::string(utf8);
   return Convert(kGbk, "UTF-8", utf8);
+}
+
+std::string Utf8ToGbkLenient(std::string_view utf8) {
+  try {
+    return Utf8ToGbk(utf8);
+  } catch (const EncodingError&) {
+  }
+  std::string out;
+  for (std::size_t i = 0; i < utf8.size();) {
+    const unsigned char c = static_cast<unsigned char>(utf8[i]);
+    std::size_t n = c < 0x80 ? 1 : (c >> 5) == 6 ? 2 : (c >> 4) == 14 ? 3 : (c >> 3) == 30 ? 4 : 1;
+    n = std::min(n, utf8.size() - i);
+    try {
+      out += Utf8ToGbk(utf8.substr(i, n));
+    } catch (const EncodingError&) {
+      out += '?';
+    }
+    i += n;
+  }
+  return out;
 }
 
 std::wstring GbkToWide(std::string_view gbk) {

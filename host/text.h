@@ -22,6 +22,8 @@ class EncodingError : public std::runtime_error {
 
 std::string GbkToUtf8(std::string_view gbk);
 std::string Utf8ToGbk(std::string_view utf8);
+// The same, with every character GBK lacks (and every broken sequence) as "?".
+std::string Utf8ToGbkLenient(std::string_view utf8);
 std::wstring GbkToWide(std::string_view gbk);
 std::string WideToGbk(std::wstring_view wide);
 std::wstring Utf8ToWide(std::string_view utf8);

@@ -105,26 +105,7 @@ host::HostError FileError(const std::string& path, const std::string& what) {
   return host::HostError(Quoted(path) + " " + what);
 }
 
-std::string LenientGbk(const std::string& utf8) {
-  try {
-    return text::Utf8ToGbk(utf8);
-  } catch (const text::EncodingError&) {
-  }
-  std::string out;
-  std::size_t i = 0;
-  while (i < utf8.size()) {
-    const unsigned char c = static_cast<unsigned char>(utf8[i]);
-    std::size_t n = c < 0x80 ? 1 : (c >> 5) == 6 ? 2 : (c >> 4) == 14 ? 3 : (c >> 3) == 30 ? 4 : 1;
-    n = std::min(n, utf8.size() - i);
-    try {
-      out += text::Utf8ToGbk(utf8.substr(i, n));
-    } catch (const text::EncodingError&) {
-      out += '?';
-    }
-    i += n;
-  }
-  return out;
-}
+std::string LenientGbk(const std::string& utf8) { return text::Utf8ToGbkLenient(utf8); }
 
 std::string ExtToUtf8(const TCollection_ExtendedString& s) {
   return TCollection_AsciiString(s).ToCString();
