@@ -137,26 +137,6 @@ TEST(MemoryGeometry, PlanarFacesEdgesAndMeasurement) {
   EXPECT_THROW(h.bodies().AskFacets(plate, 0, 0.1), host::HostError);
 }
 
-TEST(MemoryGeometry, SheetBodiesAreNotSolid) {
-  MemoryHost h;
-  const Tag sheet = h.AddBody(Shape::Sheet(10, 10));
-  const Tag solid = h.AddBody(Shape::Box(1, 1, 1));
-  EXPECT_FALSE(h.bodies().IsSolidBody(sheet));
-  EXPECT_TRUE(h.bodies().IsSolidBody(solid));
-  EXPECT_EQ(h.bodies().PartBodies(h.session().WorkPart()), (std::vector<Tag>{sheet, solid}));
-}
-
-TEST(MemoryGeometry, InterferenceTellsOverlapFromTouching) {
-  MemoryHost h;
-  const Tag a = h.AddBody(Shape::Box(10, 10, 10));
-  const Tag overlapping = h.AddBody(Shape::Box(10, 10, 10, {5, 5, 5}));
-  const Tag touching = h.AddBody(Shape::Box(10, 10, 10, {10, 0, 0}));
-  const Tag apart = h.AddBody(Shape::Box(10, 10, 10, {30, 0, 0}));
-  EXPECT_EQ(h.bodies().CheckInterference(a, overlapping), host::Interference::kInterferes);
-  EXPECT_EQ(h.bodies().CheckInterference(a, touching), host::Interference::kTouches);
-  EXPECT_EQ(h.bodies().CheckInterference(a, apart), host::Interference::kNone);
-}
-
 TEST(MemoryGeometry, NeutralExportAndImportGiveNewBodies) {
   MemoryHost h;
   h.SetWorkingFolder(::testing::TempDir());
@@ -193,24 +173,15 @@ TEST(MemoryGeometry, SpheresAndConvexShapes) {
   EXPECT_EQ(h.objects().AskTypeAndSubtype(feature).type, host::kFeatureType);
   const Tag tet = h.AddBody(Shape::Tetrahedron({0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {0, 0, 1}));
   EXPECT_NEAR(h.bodies().Volume(tet), 1.0 / 6, 1e-12);
-  const Tag hull = h.AddBody(Shape::ConvexHull({{0, 0, 0},
-                                                {2, 0, 0},
-                                                {0, 2, 0},
-                                                {2, 2, 0},
-                                                {0, 0, 2},
-                                                {2, 0, 2},
-                                                {0, 2, 2},
-                                                {2, 2, 2},
-                                                {1, 1, 1}}));
+  // The corners of a cube and its centre: the hull is the cube.
+  std::vector<Point3d> points{{1, 1, 1}};
+  for (int i = 0; i < 8; ++i) points.push_back({2.0 * (i & 1), 2.0 * (i >> 1 & 1), 2.0 * (i >> 2)});
+  const Tag hull = h.AddBody(Shape::ConvexHull(points));
   EXPECT_NEAR(h.bodies().Volume(hull), 8, 1e-9);
   EXPECT_EQ(h.bodies().BodyFaces(hull).size(), 6u);
-  const Tag hex = h.AddBody(Shape::Prism({{1, 0, 0},
-                                          {0.5, 0.8660254037844386, 0},
-                                          {-0.5, 0.8660254037844386, 0},
-                                          {-1, 0, 0},
-                                          {-0.5, -0.8660254037844386, 0},
-                                          {0.5, -0.8660254037844386, 0}},
-                                         3));
+  std::vector<Point3d> hexagon;
+  for (int i = 0; i < 6; ++i) hexagon.push_back({std::cos(i * kPi / 3), std::sin(i * kPi / 3), 0});
+  const Tag hex = h.AddBody(Shape::Prism(hexagon, 3));
   EXPECT_NEAR(h.bodies().Volume(hex), 3 * 3 * std::sqrt(3.0) / 2, 1e-9);
 }
 

@@ -11,11 +11,9 @@ namespace {
 
 namespace fs = std::filesystem;
 
-fs::path Fresh(const std::string& name) { return test_support::ScratchFolder(name); }
-
 TEST(MemoryPlatform, DriveLettersAndChineseNamesMapToLocalFiles) {
   memory::MemoryHost h;
-  const fs::path d = Fresh("drive_d");
+  const fs::path d = test_support::ScratchFolder("drive_d");
   h.MapDrive('d', d.string());
   auto& p = h.platform();
   EXPECT_TRUE(p.CreateDirectory("D:\\MYTOOL"));
@@ -40,30 +38,6 @@ TEST(MemoryPlatform, DriveLettersAndChineseNamesMapToLocalFiles) {
   EXPECT_EQ(p.NativePath("D:\\MYTOOL\\a.csv"), (d / "MYTOOL" / "a.csv").string());
   // Invalid GBK in a path is an error, not a crash.
   EXPECT_THROW(p.FileExists(std::string("D:\\\x81")), text::EncodingError);
-}
-
-TEST(MemoryPlatform, FoldersClockDocumentsAndButtons) {
-  memory::MemoryHost h;
-  auto& p = h.platform();
-  h.SetDesktopFolder("C:\\Users\\张工\\Desktop");
-  EXPECT_EQ(p.DesktopFolder(), "C:\\Users\\张工\\Desktop");
-  h.SetLocalAppDataFolder("C:\\Users\\张工\\AppData\\Local");
-  EXPECT_EQ(p.LocalAppDataFolder(), "C:\\Users\\张工\\AppData\\Local");
-  h.SetClock({2026, 12, 31, 23, 59, 59, 990});
-  h.AdvanceClockMilliseconds(20);
-  const host::LocalTime t = p.Now();
-  EXPECT_EQ(t.year, 2027);
-  EXPECT_EQ(t.month, 1);
-  EXPECT_EQ(t.day, 1);
-  EXPECT_EQ(t.hour, 0);
-  EXPECT_EQ(t.milliseconds, 10);
-  EXPECT_TRUE(p.OpenDocument("D:\\out\\P1材料BOM.xls"));
-  EXPECT_EQ(h.opened_documents(), std::vector<std::string>{"D:\\out\\P1材料BOM.xls"});
-  EXPECT_FALSE(p.PressDialogButton("材料BOM", "保存"));
-  h.SetButtonPresser([](const std::string& title, const std::string& label) {
-    return title == "材料BOM" && label == "保存";
-  });
-  EXPECT_TRUE(p.PressDialogButton("材料BOM", "保存"));
 }
 
 }  // namespace
