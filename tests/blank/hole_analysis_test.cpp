@@ -1,6 +1,8 @@
 // Simple holes on real solids, and the direction rules with their tie-breaks.
 #include "blank/hole_analysis.h"
 
+#include <map>
+
 #include "blank_fixture.h"
 
 namespace {
@@ -9,78 +11,62 @@ using namespace blank_test;
 using blank::HoleAnalysis;
 using blank::SimpleHoleInfo;
 
-// A 200 x 120 x 30 plate with four through holes along Z and two along X.
-Shape DrilledPlate() {
+TEST(BlankHoles, ThroughAndBlindHolesAreGroupedByDirectionBossesAndSlotsAreNot) {
+  MemoryHost h;
+  // Four through holes along Z; two along X, drilled from opposite sides:
+  // one group.
   Shape plate = Shape::Box(200, 120, 30);
   for (int i = 0; i < 4; ++i) plate = plate.Drilled({30.0 + 45 * i, 60, 30}, {0, 0, -1}, 12, 30);
-  plate = plate.Drilled({200, 30, 15}, {-1, 0, 0}, 8, 200);
-  plate = plate.Drilled({0, 90, 15}, {1, 0, 0}, 8, 200);
-  return plate;
-}
-
-TEST(BlankHoles, ThroughHolesAreGroupedByDirection) {
-  MemoryHost h;
-  const Tag plate = h.AddBody(DrilledPlate());
-  const std::vector<SimpleHoleInfo> groups = HoleAnalysis(h).GetSimpleHoles(plate);
-  ASSERT_EQ(groups.size(), 2u);
-  int z = -1, x = -1;
-  for (int i = 0; i < 2; ++i) {
-    if (std::fabs(groups[i].direction.Z) > 0.999) z = i;
-    if (std::fabs(groups[i].direction.X) > 0.999) x = i;
-  }
-  ASSERT_GE(z, 0);
-  ASSERT_GE(x, 0);
-  EXPECT_EQ(groups[z].count, 4);
-  EXPECT_EQ(groups[x].count, 2);  // drilled from opposite sides: one group
-}
-
-TEST(BlankHoles, BossesSlotsAndBlindPocketsAreNotSimpleHoles) {
-  MemoryHost h;
+  plate = plate.Drilled({200, 30, 15}, {-1, 0, 0}, 8, 200).Drilled({0, 90, 15}, {1, 0, 0}, 8, 200);
+  std::map<std::string, int> by_axis;
+  for (const SimpleHoleInfo& g : HoleAnalysis(h).GetSimpleHoles(h.AddBody(plate)))
+    by_axis[std::fabs(g.direction.Z) > 0.999   ? "Z"
+            : std::fabs(g.direction.X) > 0.999 ? "X"
+                                               : "?"] = g.count;
+  EXPECT_EQ(by_axis, (std::map<std::string, int>{{"X", 2}, {"Z", 4}}));
+  // A blind hole is bounded by closed circles too: it counts.
+  const Tag blind = h.AddBody(Shape::Box(100, 100, 40).Drilled({50, 50, 40}, {0, 0, -1}, 10, 15));
+  const auto groups = HoleAnalysis(h).GetSimpleHoles(blind);
+  ASSERT_EQ(groups.size(), 1u);
+  EXPECT_EQ(groups[0].count, 1);
   // A boss on a block: its cylinder's normal points away from the axis.
   const Tag boss = h.AddBody(Shape::Box(100, 100, 20).Fuse(Shape::Cylinder(10, 15, {50, 50, 20})));
   EXPECT_TRUE(HoleAnalysis(h).GetSimpleHoles(boss).empty());
   // An open half-cylinder slot along a side: its face has open edges.
   const Tag slot = h.AddBody(Shape::Box(100, 50, 20).Cut(Shape::Cylinder(6, 20, {50, 0, 0})));
   EXPECT_TRUE(HoleAnalysis(h).GetSimpleHoles(slot).empty());
-  // A blind hole is bounded by closed circles too: it counts.
-  const Tag blind = h.AddBody(Shape::Box(100, 100, 40).Drilled({50, 50, 40}, {0, 0, -1}, 10, 15));
-  const auto groups = HoleAnalysis(h).GetSimpleHoles(blind);
-  ASSERT_EQ(groups.size(), 1u);
-  EXPECT_EQ(groups[0].count, 1);
 }
 
-TEST(BlankHoles, OppositeAndTiltedDirectionsAgainstTheMatrix) {
-  const Matrix3x3 m;  // identity
+// The direction rules and their tie-breaks, as the orientation uses them.
+TEST(BlankHoles, DirectionRulesAndTieBreaks) {
+  // Holes normal to the matrix: opposite and tilted within the tolerance
+  // count, in input order; the most holes sort last.
   std::vector<SimpleHoleInfo> holes = {
       {{0, 0, -1}, 3}, {{0.7071, 0.7071, 0}, 5}, {{1, 0.004, 0}, 2}, {{0, 1, 0}, 1}};
   std::vector<SimpleHoleInfo> normal, other;
-  HoleAnalysis::GetMtxNormalHoles(m, holes, normal, other);
+  HoleAnalysis::GetMtxNormalHoles(Matrix3x3{}, holes, normal, other);
   auto counts = [](const std::vector<SimpleHoleInfo>& list) {
     std::vector<int> out;
     for (const SimpleHoleInfo& hole : list) out.push_back(hole.count);
     return out;
   };
-  EXPECT_EQ(counts(normal), (std::vector<int>{3, 2, 1}));  // input order kept
+  EXPECT_EQ(counts(normal), (std::vector<int>{3, 2, 1}));
   EXPECT_EQ(counts(other), (std::vector<int>{5}));
   HoleAnalysis::SortByCount(normal);
   EXPECT_EQ(counts(normal), (std::vector<int>{1, 2, 3}));
-}
 
-TEST(BlankHoles, CandidateXDirections) {
-  const Matrix3x3 m{0, 1, 0, 0, 0, 1, 1, 0, 0};  // X = world Y, Y = world Z, Z = world X
-  auto xs = HoleAnalysis::GetMtxXYDirection(m, {0, -1, 0});  // along the matrix's X
+  // X candidates for a hole along the matrix's X: the other two axes, then
+  // their reverses; none at 45 degrees to every axis, or for no direction.
+  const Matrix3x3 m{0, 1, 0, 0, 0, 1, 1, 0, 0};
+  auto xs = HoleAnalysis::GetMtxXYDirection(m, {0, -1, 0});
   ASSERT_EQ(xs.size(), 4u);
   ExpectVec(xs[0], m.YAxis());
   ExpectVec(xs[1], m.ZAxis());
   ExpectVec(xs[2], host::Negate(m.YAxis()));
   ExpectVec(xs[3], host::Negate(m.ZAxis()));
-  // 45 degrees to every axis it is near: no X candidate.
   EXPECT_TRUE(HoleAnalysis::GetMtxXYDirection(m, {1, 1, 0}).empty());
   EXPECT_TRUE(HoleAnalysis::GetMtxXYDirection(m, {0, 0, 0}).empty());
-}
 
-TEST(BlankHoles, NearestDirectionAndOrientation) {
-  EXPECT_NEAR(HoleAnalysis::AngleDegrees({1, 1, 0}, {1, 0, 0}), 45.0, 1e-9);
   // The first of equally near candidates wins; an empty list gives zero.
   ExpectVec(HoleAnalysis::NearestDirection({{1, 0, 0}, {0, 1, 0}, {0, -1, 0}}, {0, 0, 1}),
             {1, 0, 0});
