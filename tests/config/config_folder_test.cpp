@@ -11,38 +11,26 @@ namespace {
 
 using Cells = std::vector<std::string>;
 
-class ConfigFolderTest : public config_test::HostFolder {
- protected:
-  void Standard(const std::string& rows) {
-    Write("R:\\config\\standard.csv", "文件夹名称,有效配置\r\n" + rows);
-  }
-};
+using ConfigFolderTest = config_test::HostFolder;
 
 TEST_F(ConfigFolderTest, SetSelection) {
   EXPECT_EQ(GetConfigFolderPath(host_), "R:\\config");  // no standard.csv
-  Standard("A,N\r\nB,Y\r\n");
-  EXPECT_EQ(GetConfigFolderPath(host_), "R:\\config\\B");
-  // Every valid row appends its name.
-  Standard("A,y\r\nB,Y\r\n");
-  EXPECT_EQ(GetConfigFolderPath(host_), "R:\\config\\A\\B");
-  // A valid row without a name adds nothing.
-  Standard(",Y\r\nB,N\r\n");
-  EXPECT_EQ(GetConfigFolderPath(host_), "R:\\config");
-  // Flags are compared exactly.
-  Standard("A,YES\r\nB, Y\r\n");
-  EXPECT_EQ(GetConfigFolderPath(host_), "R:\\config");
-  // Without the flag column: the root's config folder.
-  Write("R:\\config\\standard.csv", "文件夹名称\r\nB\r\n");
-  EXPECT_EQ(GetConfigFolderPath(host_), "R:\\config");
-  // A table that cannot be read as one selects no set, without a word: a
-  // quote left open, UTF-16 text.
-  Standard("\"B,Y\r\n");
-  EXPECT_EQ(GetConfigFolderPath(host_), "R:\\config");
-  Write("R:\\config\\standard.csv", std::string("\xFF\xFEx\0,\0Y\0", 8));
-  EXPECT_EQ(GetConfigFolderPath(host_), "R:\\config");
-  // Code page 936's user-defined areas (0xAAA1, 0xFEFE) are text like any other.
-  Standard("\xAA\xA1\xFE\xFE,Y\r\n");
-  EXPECT_EQ(GetConfigFolderPath(host_), "R:\\config\\\xAA\xA1\xFE\xFE");
+  const std::pair<std::string, std::string> cases[] = {
+      {"文件夹名称,有效配置\r\nA,N\r\nB,Y\r\n", "R:\\config\\B"},
+      {"文件夹名称,有效配置\r\nA,y\r\nB,Y\r\n", "R:\\config\\A\\B"},  // every valid row
+      {"文件夹名称,有效配置\r\n,Y\r\nB,N\r\n", "R:\\config"},         // no name: nothing
+      {"文件夹名称,有效配置\r\nA,YES\r\nB, Y\r\n", "R:\\config"},     // flags exactly
+      {"文件夹名称\r\nB\r\n", "R:\\config"},                          // no flag column
+      // A table that cannot be read as one selects no set, without a word.
+      {"文件夹名称,有效配置\r\n\"B,Y\r\n", "R:\\config"},
+      {std::string("\xFF\xFEx\0,\0Y\0", 8), "R:\\config"},
+      // Code page 936's user-defined areas (0xAAA1, 0xFEFE) are text like any other.
+      {"文件夹名称,有效配置\r\n\xAA\xA1\xFE\xFE,Y\r\n", "R:\\config\\\xAA\xA1\xFE\xFE"},
+  };
+  for (const auto& [table, folder] : cases) {
+    Write("R:\\config\\standard.csv", table);
+    EXPECT_EQ(GetConfigFolderPath(host_), folder) << text::GbkToUtf8(table);
+  }
 }
 
 TEST_F(ConfigFolderTest, RootVariableAndSession) {
@@ -70,21 +58,22 @@ TEST_F(ConfigFolderTest, FileContentAsATextModeLineReader) {
 }
 
 TEST_F(ConfigFolderTest, CurrentLayerFileName) {
-  auto name = [this](const std::string& content) {
-    Write(kLayerWorkFile, content);
-    return CurrentLayerFileName(host_.platform());
+  const std::pair<std::string, std::string> cases[] = {
+      {"  CURRENT_LAYER_FILE =  layers.csv  ", "layers.csv"},
+      {"; 图层\r\nCURRENT_LAYER_FILE = 连续模图层.csv\r\n", "连续模图层.csv"},
+      {"CURRENT_LAYER_FILE=a=b.csv\nCURRENT_LAYER_FILE=c.csv\n", "a=b.csv"},
+      {"CURRENT_LAYER_FILE=\tx.csv\t", "\tx.csv\t"},  // spaces only
+      // GBK text that happens to be valid UTF-8 too ("小位" is) stays as it
+      // is; only a file marked as UTF-8 is converted.
+      {"CURRENT_LAYER_FILE = 小位.csv\r\n", "小位.csv"},
+      {"\xEF\xBB\xBF" + text::GbkToUtf8("CURRENT_LAYER_FILE = 小位.csv\r\n"), "小位.csv"},
+      {"CURRENT_LAYER_FILE layers.csv", ""},
+      {"LAYER_FILE = x.csv\r\n", ""},
   };
-  EXPECT_EQ(name("  CURRENT_LAYER_FILE =  layers.csv  "), "layers.csv");
-  EXPECT_EQ(name("; 图层\r\nCURRENT_LAYER_FILE = 连续模图层.csv\r\n"), "连续模图层.csv");
-  EXPECT_EQ(name("CURRENT_LAYER_FILE=a=b.csv\nCURRENT_LAYER_FILE=c.csv\n"), "a=b.csv");
-  EXPECT_EQ(name("CURRENT_LAYER_FILE=\tx.csv\t"), "\tx.csv\t");  // spaces only
-  // GBK text that happens to be valid UTF-8 too ("小位" is) stays as it is;
-  // only a file marked as UTF-8 is converted.
-  EXPECT_EQ(name("CURRENT_LAYER_FILE = 小位.csv\r\n"), "小位.csv");
-  EXPECT_EQ(name("\xEF\xBB\xBF" + text::GbkToUtf8("CURRENT_LAYER_FILE = 小位.csv\r\n")),
-            "小位.csv");
-  EXPECT_EQ(name("CURRENT_LAYER_FILE layers.csv"), "");
-  EXPECT_EQ(name("LAYER_FILE = x.csv\r\n"), "");
+  for (const auto& [content, name] : cases) {
+    Write(kLayerWorkFile, content);
+    EXPECT_EQ(CurrentLayerFileName(host_.platform()), name) << text::GbkToUtf8(content);
+  }
   Remove(kLayerWorkFile);
   EXPECT_EQ(CurrentLayerFileName(host_.platform()), "");
 }

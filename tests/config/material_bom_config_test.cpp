@@ -77,7 +77,6 @@ TEST_F(MaterialBomSettingsTest, TablesValueByValue) {
         "7.85,库存料,毛料订购,110,第一行,\r\n"
         ",毛料订购,,120,,删除？\r\n"
         ",,,abc,\"第三行,有逗号\",\r\n");
-  Write("R:\\config\\config.csv", "改模颜色,验证字符串,是否导出图层代号\r\n31,重置,n\r\n");
   Write("R:\\config\\bom_head_config.csv", "模具吨位,设计担当\r\n80T,张伟\r\n,李强\r\n160T,\r\n");
   const MaterialBomSettings s = MaterialBomSettings::Load(host_);
   const MaterialBomConfig& m = s.material;
@@ -92,9 +91,6 @@ TEST_F(MaterialBomSettingsTest, TablesValueByValue) {
   EXPECT_EQ(m.equal_height_layers, (Ints{110, 120, 0}));
   EXPECT_EQ(m.layer_optimization_prompt, (Cells{"第一行", "第三行,有逗号"}));
   EXPECT_EQ(m.overlap_deletion_prompt, (Cells{"删除？"}));
-  EXPECT_EQ(s.common.changed_body_color, 31);
-  EXPECT_EQ(s.common.validation_string, "重置");
-  EXPECT_TRUE(s.common.export_layer_codes);  // "n" is not "N"
   // Header choices without the empty cells.
   EXPECT_EQ(s.head.die_tonnages, (Cells{"80T", "160T"}));
   EXPECT_EQ(s.head.designers, (Cells{"张伟", "李强"}));
@@ -151,8 +147,10 @@ TEST_F(MaterialBomSettingsTest, CommonSettingsEdgeValues) {
     Write("R:\\config\\config.csv", content);
     return MaterialBomSettings::Load(host_).common;
   };
+  EXPECT_EQ(common("改模颜色,验证字符串\r\n31,重置\r\n").validation_string, "重置");
   EXPECT_FALSE(common("是否导出图层代号\r\nN\r\n").export_layer_codes);
   EXPECT_TRUE(common("是否导出图层代号\r\n N\r\n").export_layer_codes);
+  EXPECT_TRUE(common("是否导出图层代号\r\nn\r\n").export_layer_codes);
   EXPECT_TRUE(common("是否导出图层代号\r\n\r\nN\r\n").export_layer_codes);  // first cell only
   EXPECT_EQ(common("改模颜色\r\n红色\r\n").changed_body_color, 0);          // not a number
   EXPECT_EQ(common("改模颜色\r\n\r\n").changed_body_color, 186);            // no cell at all
