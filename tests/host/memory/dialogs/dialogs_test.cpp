@@ -106,21 +106,6 @@ class DialogsTest : public ::testing::Test {
 
 // --- Layout files ------------------------------------------------------------------
 
-TEST_F(DialogsTest, LayoutGivesTheBlocksTheirInitialValues) {
-  auto dialog = Sample();
-  host::CompositeBlock* top = dialog->TopBlock();
-  EXPECT_TRUE(top->Find<host::Toggle>("toggle0")->Value());
-  EXPECT_EQ(top->Find<host::IntegerBlock>("integer0")->Value(), -3);
-  EXPECT_EQ(top->Find<host::StringBlock>("string0")->Value(), "文字");
-  EXPECT_EQ(top->Find<host::StringBlock>("string0")->GetListItems(),
-            (std::vector<std::string>{"甲", "乙"}));
-  EXPECT_EQ(top->Find<host::MultilineString>("lines0")->GetValue(),
-            (std::vector<std::string>{"第一行", ""}));
-  EXPECT_EQ(top->Find<host::Enumeration>("enum0")->ValueAsString(), "一");
-  EXPECT_EQ(top->Find<host::Enumeration>("enum_empty")->Value(), -1);
-  EXPECT_DOUBLE_EQ(top->Find<host::SpecifyVector>("vector0")->Point().Z, 5.0);
-}
-
 TEST_F(DialogsTest, BadLayoutsAreErrorsNamingFileAndLine) {
   struct Case {
     const char* xml;
@@ -182,7 +167,19 @@ TEST_F(DialogsTest, MissingFilesUnknownBlocksAndWrongTypesAreNamed) {
 
 // --- Showing and closing ------------------------------------------------------------
 
-TEST_F(DialogsTest, ShowRunsTheHandlersInOrderAndOkStaysOpenWhileItsHandlerFails) {
+TEST_F(DialogsTest, ShowRunsTheHandlersInOrderAndNestedDialogsGetTheirOwnDrivers) {
+  // A dialog shown from a handler of another is driven by its own queued
+  // driver. Without an OK handler, OK runs apply; there is no Apply button
+  // unless the layout has one.
+  WriteLayout("Plain.dlx", "<dialog buttons=\"ok cancel\"/>");
+  auto plain = host_.dialogs().CreateDialog("Plain.dlx");
+  plain->AddApplyHandler([] { return 1; });
+  dialogs().QueueDriver("Plain.dlx", [&](DialogDriver& d) {
+    EXPECT_EQ(dialogs().showing().size(), 2u);
+    EXPECT_FALSE(d.Ok());
+    EXPECT_THROW_WITH(d.Apply(), ScriptError, "Plain.dlx has no Apply button");
+    d.Cancel();
+  });
   auto dialog = Sample();
   std::vector<std::string> events;
   int ok_result = 1;
@@ -190,6 +187,7 @@ TEST_F(DialogsTest, ShowRunsTheHandlersInOrderAndOkStaysOpenWhileItsHandlerFails
   dialog->AddDialogShownHandler([&] { events.push_back("shown"); });
   dialog->AddApplyHandler([&] {
     events.push_back("apply");
+    EXPECT_EQ(plain->Show(), host::kResponseCancel);
     return 7;
   });
   dialog->AddOkHandler([&] {
@@ -208,18 +206,8 @@ TEST_F(DialogsTest, ShowRunsTheHandlersInOrderAndOkStaysOpenWhileItsHandlerFails
   EXPECT_EQ(response, host::kResponseOk);
   EXPECT_EQ(events,
             (std::vector<std::string>{"initialize", "shown", "driver", "ok", "apply", "ok"}));
+  EXPECT_EQ(dialogs().shown(), (std::vector<std::string>{"Sample.dlx", "Plain.dlx"}));
   EXPECT_TRUE(dialogs().showing().empty());
-
-  // Without an OK handler, OK runs apply; there is no Apply button unless the layout has one.
-  WriteLayout("Plain.dlx", "<dialog buttons=\"ok cancel\"/>");
-  auto plain = host_.dialogs().CreateDialog("Plain.dlx");
-  plain->AddApplyHandler([] { return 1; });
-  dialogs().QueueDriver("Plain.dlx", [](DialogDriver& d) {
-    EXPECT_FALSE(d.Ok());
-    EXPECT_THROW_WITH(d.Apply(), ScriptError, "Plain.dlx has no Apply button");
-    d.Cancel();
-  });
-  EXPECT_EQ(plain->Show(), host::kResponseCancel);
 }
 
 TEST_F(DialogsTest, CancelAndCloseRunTheirHandlersAndEachShowStartsAfresh) {
@@ -274,39 +262,15 @@ TEST_F(DialogsTest, ShowWithoutADriverOrADriverThatLeavesItOpenFailsClearly) {
   EXPECT_TRUE(dialogs().showing().empty());
 }
 
-TEST_F(DialogsTest, NestedDialogsAreDrivenByTheirOwnQueuedDrivers) {
-  WriteLayout("Inner.dlx", Utf8(u8"<dialog title=\"内\"><double id=\"d\" value=\"1\"/></dialog>"));
-  auto outer = Sample();
-  double confirmed = 0;
-  outer->AddUpdateHandler([&](host::UIBlock*) {
-    auto inner = host_.dialogs().CreateDialog("Inner.dlx");
-    inner->AddOkHandler([&] {
-      confirmed = inner->TopBlock()->Find<host::DoubleBlock>("d")->Value();
-      return 0;
-    });
-    inner->Show();
-    return 0;
-  });
-  dialogs().QueueDriver("Inner.dlx", [&](DialogDriver& d) {
-    EXPECT_EQ(dialogs().showing().size(), 2u);
-    d.SetDouble("d", 7.5);
-    d.Ok();
-  });
-  RunSample(*outer, [&](DialogDriver& d) {
-    d.Press("button0");
-    EXPECT_DOUBLE_EQ(confirmed, 7.5);
-    EXPECT_EQ(dialogs().showing().size(), 1u);
-    d.Close();
-  });
-  EXPECT_EQ(dialogs().shown(), (std::vector<std::string>{"Sample.dlx", "Inner.dlx"}));
-  EXPECT_TRUE(dialogs().showing().empty());
-}
-
 // --- Values and selections ------------------------------------------------------------
 
-TEST_F(DialogsTest, SettingValuesCallsUpdateOnlyOnChange) {
+TEST_F(DialogsTest, ValuesComeFromTheLayoutAndChangesCallUpdate) {
   auto dialog = Sample();
   RunSample(*dialog, [](DialogDriver& d) {
+    EXPECT_EQ(d.ListItems("string0"), (std::vector<std::string>{"甲", "乙"}));
+    EXPECT_EQ(d.Lines("lines0"), (std::vector<std::string>{"第一行", ""}));
+    EXPECT_EQ(d.Enum("enum_empty"), -1);
+    EXPECT_DOUBLE_EQ(dynamic_cast<host::SpecifyVector&>(d.block("vector0")).Point().Z, 5.0);
     d.SetToggle("toggle0", true);  // already on
     d.SetToggle("toggle0", false);
     d.ClickToggle("toggle0");
