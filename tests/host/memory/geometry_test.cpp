@@ -20,7 +20,7 @@ Tag CsysOn(MemoryHost& h, const host::Matrix3x3& m, Point3d origin = {}) {
   return h.csys().CreateTempCsys(origin, h.csys().CreateMatrix(m));
 }
 
-TEST(MemoryGeometry, ExactBoxOfATurnedBlockInItsOwnSystem) {
+TEST(MemoryGeometry, ExactBoxesOfATurnedBlockAndASlantedCylinderInTheirOwnSystems) {
   MemoryHost h;
   const double a = 30.0 * kPi / 180.0;
   const Tag block = h.AddBody(
@@ -42,17 +42,13 @@ TEST(MemoryGeometry, ExactBoxOfATurnedBlockInItsOwnSystem) {
   const host::ExactBox world = h.bodies().AskBoundingBoxExact(block, host::kNullTag);
   EXPECT_NEAR(world.distances[0], 100 * std::cos(a) + 50 * std::sin(a), 1e-6);
   EXPECT_NEAR(world.distances[2], 20.0, 1e-6);
-}
-
-TEST(MemoryGeometry, ExactBoxOfACylinderIsExactNotAMesh) {
-  MemoryHost h;
+  // A slanted cylinder's box is exact, not that of a mesh.
   const Tag pin = h.AddBody(Shape::Cylinder(15, 80, {0, 0, 0}, {1, 1, 0}));
-  host::Matrix3x3 m;
   ASSERT_EQ(host::Mtx3Initialize({1, 1, 0}, {-1, 1, 0}, m), 0);
-  const host::ExactBox box = h.bodies().AskBoundingBoxExact(pin, CsysOn(h, m));
-  EXPECT_NEAR(box.distances[0], 80.0, 1e-6);
-  EXPECT_NEAR(box.distances[1], 30.0, 1e-6);
-  EXPECT_NEAR(box.distances[2], 30.0, 1e-6);
+  const host::ExactBox round = h.bodies().AskBoundingBoxExact(pin, CsysOn(h, m));
+  EXPECT_NEAR(round.distances[0], 80.0, 1e-6);
+  EXPECT_NEAR(round.distances[1], 30.0, 1e-6);
+  EXPECT_NEAR(round.distances[2], 30.0, 1e-6);
 }
 
 // A plate 200 x 120 x 30 with four holes through its thickness and two in a

@@ -419,26 +419,6 @@ TEST(PartFile, SavedAndOpenedAgainEqualsTheOriginal) {
   EXPECT_EQ(memory::OpenPart(c, second.string()).bodies, 0);
   ExpectSame(before, Snapshot(c));
 
-  // Any XCAF reader sees the bodies with their names and colours.
-  Handle(TDocStd_Application) app = XCAFApp_Application::GetApplication();
-  BinXCAFDrivers::DefineFormat(app);
-  Handle(TDocStd_Document) doc;
-  std::ifstream in(path, std::ios::binary);
-  ASSERT_EQ(app->Open(in, doc), PCDM_RS_OK);
-  TDF_LabelSequence free_shapes;
-  XCAFDoc_DocumentTool::ShapeTool(doc->Main())->GetFreeShapes(free_shapes);
-  ASSERT_EQ(free_shapes.Length(), 8);
-  Handle(TDataStd_Name) name;
-  ASSERT_TRUE(free_shapes(1).FindAttribute(TDataStd_Name::GetID(), name));
-  EXPECT_EQ(text::Utf8ToGbk(TCollection_AsciiString(name->Get()).ToCString()), "下模板");
-  Quantity_Color color;
-  ASSERT_TRUE(XCAFDoc_DocumentTool::ColorTool(doc->Main())
-                  ->GetColor(free_shapes(1), XCAFDoc_ColorGen, color));
-  double r, g, bl;
-  color.Values(r, g, bl, Quantity_TOC_sRGB);
-  EXPECT_EQ(memory::NearestColor(r, g, bl), 11);
-  app->Close(doc);
-
   // An empty part round-trips too.
   MemoryHost empty;
   memory::SavePartFile(empty, (dir / "empty.xbf").string());
