@@ -19,17 +19,13 @@ using host::Point3d;
 using host::Tag;
 using host::Vector3d;
 using memory::DialogDriver;
-using memory::MemoryHost;
 using memory::Shape;
 
 inline constexpr double kPi = std::numbers::pi;
 
-inline void ExpectPoint(const Point3d& a, const Point3d& b, double tol = 1e-6) {
-  EXPECT_NEAR(a.X, b.X, tol);
-  EXPECT_NEAR(a.Y, b.Y, tol);
-  EXPECT_NEAR(a.Z, b.Z, tol);
-}
-inline void ExpectVector(const Vector3d& a, const Vector3d& b, double tol = 1e-9) {
+// A point or a direction, coordinate by coordinate.
+template <class P>
+void ExpectNear(const P& a, const P& b, double tol = 1e-6) {
   EXPECT_NEAR(a.X, b.X, tol);
   EXPECT_NEAR(a.Y, b.Y, tol);
   EXPECT_NEAR(a.Z, b.Z, tol);
@@ -49,16 +45,6 @@ class DialogTest : public ::testing::Test {
                                                  : "<none>";
   }
 
-  // The planar face of the body whose outward normal is `normal`.
-  Tag FaceWithNormal(Tag body, const Vector3d& normal) {
-    for (Tag face : host_.bodies().BodyFaces(body)) {
-      const host::FaceData d = host_.bodies().AskFaceData(face);
-      if (d.type == host::kPlanarFace && host::Dot(d.direction, normal) > 0.9999) return face;
-    }
-    ADD_FAILURE() << "no face with that normal";
-    return host::kNullTag;
-  }
-
   // The messages shown, as "title|text".
   std::vector<std::string> Messages() {
     std::vector<std::string> out;
@@ -70,9 +56,6 @@ class DialogTest : public ::testing::Test {
     return out;
   }
 
-  // The permanent coordinate systems of the work part.
-  std::vector<Tag> PartCsys() { return host_.csys().PartCsys(host_.session().WorkPart()); }
-
   // A permanent coordinate system with the given origin and axes.
   Tag MakeCsys(const Point3d& origin, const Vector3d& x, const Vector3d& y,
                const std::string& name = {}) {
@@ -83,7 +66,7 @@ class DialogTest : public ::testing::Test {
     return csys;
   }
 
-  MemoryHost host_;
+  memory::MemoryHost host_;
 };
 
 }  // namespace dialogs_test

@@ -4,6 +4,7 @@
 #include "dialogs/select_datum.h"
 
 #include "dialogs_fixture.h"
+#include "host/text.h"
 
 namespace {
 
@@ -26,75 +27,33 @@ class SelectDatumTest : public DialogTest {
     const Vector3d v = RotZ({x, y, 0}, turn_);
     return {at.X + v.X, at.Y + v.Y, at.Z + z};
   }
-  // The preview spheres in the part (bodies of colour 186), centre and diameter.
-  struct Sphere {
-    Point3d centre;
-    double diameter = 0;
-  };
-  std::vector<Sphere> Spheres() {
-    std::vector<Sphere> out;
-    for (Tag body : host_.bodies().PartBodies(host_.session().WorkPart())) {
-      if (host_.objects().Color(body) != 186) continue;
-      out.push_back({host_.bodies().AskMassProperties(body).centroid,
-                     host_.bodies().AskBoundingBoxExact(body, host::kNullTag).distances[0]});
-    }
+  // The centres of the preview spheres in the part (bodies of colour 186).
+  std::vector<Point3d> Spheres() {
+    std::vector<Point3d> out;
+    for (Tag body : host_.bodies().PartBodies(host_.session().WorkPart()))
+      if (host_.objects().Color(body) == 186)
+        out.push_back(host_.bodies().AskMassProperties(body).centroid);
     return out;
   }
   std::string Orientation(const char* tail = "") {
-    const Vector3d x = RotZ({1, 0, 0}, turn_), y = RotZ({0, 1, 0}, turn_);
-    char buf[256];
-    std::snprintf(buf, sizeof buf, "%.15f,%.15f,%.15f,%.15f,%.15f,%.15f%s", x.X, x.Y, x.Z, y.X, y.Y,
-                  y.Z, tail);
-    return buf;
+    const Vector3d x = RotZ({1, 0, 0}, turn_);
+    return text::Format("%.15f,%.15f,0,%.15f,%.15f,0%s", x.X, x.Y, -x.Y, x.X, tail);
   }
 
   const double turn_ = kPi / 6;
 };
 
-TEST_F(SelectDatumTest, BottomPointSixIsTheMinimumCornerInTheBodysOwnSystem) {
+TEST_F(SelectDatumTest, TheStoredDatumAndEachChoiceArePreviewedInTheBodysOwnSystem) {
   const Point3d at{50, 40, 10};
   const Tag block = TurnedBlock(at);
   host_.attributes().SetString(block, "实体标识", kId);
   host_.attributes().SetString(block, "材料方位", "0,0,1,1,0,0");  // the named system wins
+  host_.attributes().SetString(block, "标注基准", "1-8");
   // The body's system, then a later one of the same name that must not be used.
   MakeCsys({7, 7, 7}, RotZ({1, 0, 0}, turn_), RotZ({0, 1, 0}, turn_), kId);
   MakeCsys({0, 0, 0}, {0, 0, 1}, {1, 0, 0}, kId);
   const Tag wcs = MakeCsys({5, 5, 5}, {0, 1, 0}, {-1, 0, 0});
   host_.csys().SetWcs(wcs);
-
-  SelectDatum dialog(host_);
-  EXPECT_EQ(dialog.GetCsysByName(kId, host_.session().WorkPart()).size(), 2u);
-  dialogs().QueueDriver("SelectDatum.dlx", [&](DialogDriver& d) {
-    EXPECT_TRUE(Spheres().empty());
-    d.Pick("bodySelect0", {block});  // top face, point 0 as the layout opens
-    ASSERT_EQ(Spheres().size(), 1u);
-    ExpectPoint(Spheres()[0].centre, Own(at, 0, 60, 20), 1e-4);
-    EXPECT_NEAR(Spheres()[0].diameter, 20.0 / 3, 1e-5);
-
-    d.SelectEnum("enum01", 1);
-    d.SelectEnum("enum02", 6);
-    ASSERT_EQ(Spheres().size(), 1u);  // each preview replaces the last
-    ExpectPoint(Spheres()[0].centre, at, 1e-4);
-    d.SelectEnum("enum01", 0);
-    d.SelectEnum("enum02", 2);
-    ASSERT_EQ(Spheres().size(), 1u);
-    ExpectPoint(Spheres()[0].centre, Own(at, 100, 60, 20), 1e-4);
-    EXPECT_EQ(host_.csys().AskWcs(), wcs);
-    d.Cancel();
-  });
-  EXPECT_EQ(dialog.Show(), host::kResponseCancel);
-  EXPECT_EQ(Attr(block, "标注基准"), "<none>");
-  EXPECT_EQ(Spheres().size(), 1u);  // closing without apply leaves the preview
-  EXPECT_TRUE(host_.message_log().empty());
-}
-
-TEST_F(SelectDatumTest, AStoredDatumSetsTheChoiceBeforeThePreview) {
-  const Point3d at{0, 0, 0};
-  const Tag block = TurnedBlock(at);
-  host_.attributes().SetString(block, "实体标识", kId);
-  host_.attributes().SetString(block, "材料方位", Orientation());
-  host_.attributes().SetString(block, "标注基准", "1-8");
-  MakeCsys({0, 0, 0}, RotZ({1, 0, 0}, turn_), RotZ({0, 1, 0}, turn_), kId);
   const Tag bad = TurnedBlock({300, 0, 0});
   const Tag bad_face = TurnedBlock({600, 0, 0});
   host_.attributes().SetString(bad, "标注基准", "0-x");
@@ -102,11 +61,26 @@ TEST_F(SelectDatumTest, AStoredDatumSetsTheChoiceBeforeThePreview) {
 
   SelectDatum dialog(host_);
   dialogs().QueueDriver("SelectDatum.dlx", [&](DialogDriver& d) {
+    EXPECT_TRUE(Spheres().empty());
     d.Pick("bodySelect0", {block});
     EXPECT_EQ(d.Enum("enum01"), 1);
     EXPECT_EQ(d.Enum("enum02"), 8);
     ASSERT_EQ(Spheres().size(), 1u);
-    ExpectPoint(Spheres()[0].centre, Own(at, 100, 0, 0), 1e-4);
+    ExpectNear(Spheres()[0], Own(at, 100, 0, 0), 1e-4);
+    const Tag sphere = host_.bodies().PartBodies(host_.session().WorkPart()).back();
+    EXPECT_NEAR(host_.bodies().AskBoundingBoxExact(sphere, host::kNullTag).distances[0], 20.0 / 3,
+                1e-5);
+
+    d.SelectEnum("enum01", 0);
+    d.SelectEnum("enum02", 0);
+    ASSERT_EQ(Spheres().size(), 1u);  // each preview replaces the last
+    ExpectNear(Spheres()[0], Own(at, 0, 60, 20), 1e-4);
+    d.SelectEnum("enum02", 2);
+    ExpectNear(Spheres()[0], Own(at, 100, 60, 20), 1e-4);
+    d.SelectEnum("enum01", 1);
+    d.SelectEnum("enum02", 6);  // bottom point six: the minimum corner
+    ExpectNear(Spheres()[0], at, 1e-4);
+    EXPECT_EQ(host_.csys().AskWcs(), wcs);
 
     // Values that name no face and point: reported, the choice stays, and
     // the preview follows it.
@@ -114,12 +88,15 @@ TEST_F(SelectDatumTest, AStoredDatumSetsTheChoiceBeforeThePreview) {
       d.ClearSelection("bodySelect0");
       d.Pick("bodySelect0", {body});
       EXPECT_EQ(d.Enum("enum01"), 1);
-      EXPECT_EQ(d.Enum("enum02"), 8);
+      EXPECT_EQ(d.Enum("enum02"), 6);
       EXPECT_EQ(Spheres().size(), 1u);
     }
     d.Cancel();
   });
-  dialog.Show();
+  EXPECT_EQ(dialog.Show(), host::kResponseCancel);
+  EXPECT_EQ(Attr(block, "标注基准"), "1-8");
+  EXPECT_EQ(Attr(bad, "标注基准"), "0-x");
+  EXPECT_EQ(Spheres().size(), 1u);  // closing without apply leaves the preview
   const std::vector<std::string> messages = Messages();
   ASSERT_EQ(messages.size(), 2u);
   EXPECT_NE(messages[0].find("Block Styler|"), std::string::npos);
@@ -147,21 +124,19 @@ TEST_F(SelectDatumTest, WithoutANamedSystemTheOrientationIsUsed) {
     d.SelectEnum("enum02", 6);
     d.Pick("bodySelect0", {oriented, six});
     ASSERT_EQ(Spheres().size(), 2u);
-    ExpectPoint(Spheres()[0].centre, at, 1e-4);
-    ExpectPoint(Spheres()[1].centre, host_.bodies().AskBoundingBoxExact(six, 0).corner, 1e-4);
-    EXPECT_EQ(host_.csys().AskWcs(), wcs);
+    ExpectNear(Spheres()[0], at, 1e-4);
+    ExpectNear(Spheres()[1], host_.bodies().AskBoundingBoxExact(six, 0).corner, 1e-4);
 
     d.ClearSelection("bodySelect0");
     EXPECT_TRUE(Spheres().empty());
     d.Pick("bodySelect0", {parallel});
     EXPECT_TRUE(Spheres().empty());
-    EXPECT_EQ(host_.csys().AskWcs(), wcs);
     d.Cancel();
   });
   dialog.Show();
   ASSERT_EQ(Messages().size(), 1u);
   EXPECT_NE(Messages()[0].find("Block Styler|实体的材料方位\"1,0,0,-1,0,0,0\""), std::string::npos);
-  // No temporary system is left as the work system or in the part.
+  // No temporary system is left as the work system.
   EXPECT_EQ(host_.csys().AskWcs(), wcs);
 }
 
@@ -177,7 +152,7 @@ TEST_F(SelectDatumTest, ApplyMarksEveryBodyAndRemovesThePreview) {
     EXPECT_EQ(Spheres().size(), 3u);
     d.SelectEnum("enum02", 4);
     ASSERT_EQ(Spheres().size(), 3u);
-    ExpectPoint(Spheres()[0].centre, {40, 25, 25}, 1e-4);
+    ExpectNear(Spheres()[0], {40, 25, 25}, 1e-4);
     EXPECT_EQ(d.Apply(), 0);
     EXPECT_TRUE(Spheres().empty());
     EXPECT_EQ(d.Apply(), 0);
@@ -192,14 +167,6 @@ TEST_F(SelectDatumTest, ApplyMarksEveryBodyAndRemovesThePreview) {
   EXPECT_EQ(dialog.GetSelectedBodies(), (std::vector<Tag>{a, b, c, a, b, c, a, b}));
   EXPECT_TRUE(Spheres().empty());
   EXPECT_TRUE(host_.message_log().empty());
-}
-
-TEST(SelectDatumSplit, FieldsBetweenSeparators) {
-  using V = std::vector<std::string>;
-  EXPECT_EQ(SelectDatum::SplitStr("1-8", "-"), (V{"1", "8"}));
-  EXPECT_EQ(SelectDatum::SplitStr("a,,b,", ","), (V{"a", "", "b", ""}));
-  EXPECT_EQ(SelectDatum::SplitStr("", ","), (V{""}));
-  EXPECT_EQ(SelectDatum::SplitStr("x::y", "::"), (V{"x", "y"}));
 }
 
 }  // namespace
