@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "host/memory/dialogs/dialogs.h"
@@ -66,19 +67,15 @@ class PartBomTest : public ::testing::Test {
     ASSERT_TRUE(host_.platform().WriteFile("R:\\config\\config.csv", gbk));
   }
 
-  // A pin standing at `x` (each part its own solid) with the attributes of `p`.
-  Tag AddPart(const Part& p, int color = kGrey, double x = 0.0) {
-    const Tag body = host_.AddBody(Shape::Cylinder(4, 30, {x == 0.0 ? 20.0 * ++placed_ : x, 0, 0}),
-                                   kStandardLayer, color, p.name);
-    host::Attributes& a = host_.attributes();
-    a.SetString(body, "名称", p.name);
-    a.SetString(body, "类型", p.type);
-    a.SetString(body, "品牌", p.brand);
-    a.SetString(body, "材质", p.material);
-    a.SetString(body, "热处理", p.heat);
-    a.SetString(body, "供应商", p.supplier);
-    a.SetString(body, "采购周期", p.lead_time);
-    a.SetString(body, "PART_ATTR", "Y");
+  // A pin standing beside the last (each part its own solid) with the
+  // attributes of `p`.
+  Tag AddPart(const Part& p, int color = kGrey) {
+    const Tag body = host_.AddBody(Shape::Cylinder(4, 30, {20.0 * ++placed_, 0, 0}), kStandardLayer,
+                                   color, p.name);
+    const std::pair<const char*, std::string> attrs[] = {
+        {"名称", p.name},   {"类型", p.type},       {"品牌", p.brand},         {"材质", p.material},
+        {"热处理", p.heat}, {"供应商", p.supplier}, {"采购周期", p.lead_time}, {"PART_ATTR", "Y"}};
+    for (const auto& [title, value] : attrs) host_.attributes().SetString(body, title, value);
     return body;
   }
 
@@ -88,9 +85,7 @@ class PartBomTest : public ::testing::Test {
       act(d);
       if (!d.closed()) d.Cancel();
     });
-    ExportPartBom dialog(host_);
-    dialog.Show();
-    exported_ = dialog.exported_file();
+    ExportPartBom(host_).Show();
   }
 
   // The columns of every row, in display order, as "c0|c1|...|c11" with the
@@ -114,14 +109,6 @@ class PartBomTest : public ::testing::Test {
     return n->GetNodeData().HasKey("Data") ? n->GetNodeData().GetTaggedObject("Data")
                                            : host::kNullTag;
   }
-  // Fills the four required header fields.
-  static void FillHeader(DialogDriver& d) {
-    d.SetString("string0", "华南汽车");
-    d.SetString("string01", "DM-2024-017");
-    d.SelectEnumMember("enum0", "110T");
-    d.SelectEnumMember("enum01", "李强");
-  }
-
   // The texts of the message boxes shown, as "title: line".
   std::vector<std::string> Messages() const {
     std::vector<std::string> out;
@@ -140,7 +127,6 @@ class PartBomTest : public ::testing::Test {
 
   fs::path dir_;
   memory::MemoryHost host_;
-  std::string exported_;
   int placed_ = 0;
 };
 

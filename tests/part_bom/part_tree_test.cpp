@@ -5,7 +5,8 @@
 namespace part_bom_test {
 namespace {
 
-TEST_F(PartBomTest, StartUpStopsWithoutTheTableOrTheChangedColour) {
+TEST_F(PartBomTest, StartUpStopsWithoutTheTableOrTheChangedColourAndMissingListsStayEmpty) {
+  AddPart({"内六角螺钉", "M8x30"});
   AddPart({"外导柱", "Φ25x180"});
   fs::remove(dir_ / "R" / "config" / "config.csv");
   Run([&](DialogDriver& d) { EXPECT_TRUE(d.TopNodes("tree_control0").empty()); });
@@ -19,6 +20,19 @@ TEST_F(PartBomTest, StartUpStopsWithoutTheTableOrTheChangedColour) {
     EXPECT_EQ(d.Columns("tree_control0").size(), 12u) << "the columns come first";
   });
   EXPECT_EQ(Messages(), std::vector<std::string>{"Block Styler: 未找到改模颜色！"});
+
+  // Keys missing from the table: lists with the empty entry only, no order.
+  host_.ClearMessageLog();
+  WriteConfig("改模颜色\r\n186\r\n");
+  Run([&](DialogDriver& d) {
+    EXPECT_EQ(d.EnumMembers("enum0"), std::vector<std::string>{""});
+    Node* first = d.TopNodes("tree_control0").at(0);
+    EXPECT_EQ(d.AskEditor(first, 8).options, std::vector<std::string>{""});
+    EXPECT_EQ(Column(d.TopNodes("tree_control0"), 1),
+              (std::vector<std::string>{"内六角螺钉", "外导柱"}))
+        << "without a name order the part's order stays";
+  });
+  EXPECT_TRUE(host_.message_log().empty());
 }
 
 TEST_F(PartBomTest, StartUpLoadsColumnsOptionListsAndHeader) {
@@ -30,24 +44,17 @@ TEST_F(PartBomTest, StartUpLoadsColumnsOptionListsAndHeader) {
   a.SetString(WorkPart(), "客户名称", "华南汽车");
   a.SetString(WorkPart(), "模具吨位", "110T");
   a.SetString(WorkPart(), "设计担当", "赵六");  // not a configured designer
-  fs::create_directories(dir_ / "R" / "bmp");
-  ASSERT_TRUE(host_.platform().WriteFile("R:\\bmp\\select.bmp", "BM"));
   Run([&](DialogDriver& d) {
     const auto columns = d.Columns("tree_control0");
     ASSERT_EQ(columns.size(), 12u);
     EXPECT_EQ(columns[2].title, "型号/尺寸");
-    EXPECT_EQ(columns[2].width, 120);
     EXPECT_EQ(columns[11].title, "修改时间");
-    EXPECT_EQ(columns[11].width, 80);
-    EXPECT_TRUE(d.ToolTips("tree_control0"));
     EXPECT_EQ(d.String("string0"), "华南汽车");
     EXPECT_EQ(d.String("string01"), "");
     EXPECT_EQ(d.EnumMembers("enum0"), (std::vector<std::string>{"", "80T", "110T"}));
     EXPECT_EQ(d.EnumText("enum0"), "110T");
     EXPECT_EQ(d.EnumMembers("enum01"), (std::vector<std::string>{"", "张伟", "李强"}));
     EXPECT_EQ(d.Enum("enum01"), 0) << "a stored value that is no member selects the empty one";
-    EXPECT_EQ(d.Enum("enum02"), 0);
-    EXPECT_EQ(d.block("bodySelect0").GetProperties().GetString("Bitmap"), "R:\\bmp\\select.bmp");
     // The option lists begin with the empty entry; the cell's value is preselected.
     Node* group = d.TopNodes("tree_control0").at(0);
     const memory::CellEditor brand = d.AskEditor(group, 3);
@@ -59,25 +66,14 @@ TEST_F(PartBomTest, StartUpLoadsColumnsOptionListsAndHeader) {
     EXPECT_EQ(d.AskEditor(d.TopNodes("tree_control0").at(1), 3).selected, 0);
   });
   EXPECT_TRUE(host_.message_log().empty()) << Messages().front();
-
-  // Keys missing from the table: lists with the empty entry only, no order.
-  WriteConfig("改模颜色\r\n186\r\n");
-  Run([&](DialogDriver& d) {
-    EXPECT_EQ(d.EnumMembers("enum0"), std::vector<std::string>{""});
-    Node* first = d.TopNodes("tree_control0").at(0);
-    EXPECT_EQ(d.AskEditor(first, 8).options, std::vector<std::string>{""});
-    EXPECT_EQ(Column(d.TopNodes("tree_control0"), 1),
-              (std::vector<std::string>{"内六角螺钉", "外导柱"}))
-        << "without a name order the part's order stays";
-  });
 }
 
 TEST_F(PartBomTest, NewBuildGroupsOrdersAndNumbersOverTheChangedGroups) {
   AddPart({"内六角螺钉", "M10x80"});
   const Tag spring1 = AddPart({"矩形弹簧", "TF25x50", "SWOSC-V"});
   AddPart({"外导柱", "Φ25x180"}, kChanged);
-  const Tag spring2 = AddPart({"矩形弹簧", "TF25x50", "60Si2Mn"});  // other material
-  AddPart({"卸料螺钉", "M8x60"});                                   // not in the order
+  AddPart({"矩形弹簧", "TF25x50", "60Si2Mn"});  // other material
+  AddPart({"卸料螺钉", "M8x60"});               // not in the order
   const Tag new_spring = AddPart({"矩形弹簧", "TF25x50"}, kChanged);
   host_.attributes().SetString(new_spring, "修改日期", "2024-06-01 08:00:00");
   host_.objects().SetBlanked(AddPart({"外导柱", "Φ25x180"}), true);  // hidden: not listed
@@ -107,9 +103,7 @@ TEST_F(PartBomTest, NewBuildGroupsOrdersAndNumbersOverTheChangedGroups) {
     const auto top = d.TopNodes("tree_control0");
     EXPECT_EQ(BodyOf(top[0]), host::kNullTag) << "group rows carry no body";
     EXPECT_EQ(BodyOf(d.Children(top[0])[0]), spring1);
-    EXPECT_EQ(BodyOf(d.Children(top[0])[1]), spring2);
     EXPECT_EQ(BodyOf(d.Children(top[3])[0]), unnamed);
-    EXPECT_EQ(BodyOf(d.Children(top[5])[0]), new_spring);
     EXPECT_EQ(top[5]->ForegroundColor(), kChanged);
     EXPECT_EQ(d.Children(top[5])[0]->ForegroundColor(), kChanged);
     EXPECT_NE(top[0]->ForegroundColor(), kChanged);
@@ -145,8 +139,8 @@ TEST_F(PartBomTest, SortedPartKeepsStoredNumbersAndAdditionsFollowTheLastGroupRo
   // Additions after a group row numbered 999 would need four digits.
   host_.attributes().SetString(screw, "序号", "999");
   Run([&](DialogDriver&) {});
-  ASSERT_EQ(Messages().size(), 1u);
-  EXPECT_EQ(Messages()[0], "Block Styler: 标准件超过999组，序号无法编为三位数！");
+  EXPECT_EQ(Messages(),
+            std::vector<std::string>{"Block Styler: 标准件超过999组，序号无法编为三位数！"});
 }
 
 }  // namespace
