@@ -1,9 +1,9 @@
 // The commands on bodies the designer selects: round parts, one code for
 // several bodies, the reset with its validation string, the datum and frame
-// dialogs opened from the BOM, and a folder that cannot be remembered.
+// dialogs opened from the BOM.
 #include <fstream>
 
-#include "commands_fixture.h"
+#include "material_bom_fixture.h"
 
 namespace mbom_test {
 namespace {
@@ -184,17 +184,6 @@ TEST_F(CommandTest, DatumAndFrameDialogsMarkTheBodiesAndLeaveNoPreview) {
   EXPECT_EQ(Attr(b, "TOP_FRAME"), "<none>");
   EXPECT_EQ(Attr(b, "BOTTOM_FRAME"), "<none>");
   EXPECT_EQ(Attr(a, "LEFT_FRAME"), "<none>");
-}
-
-TEST_F(CommandTest, AFolderThatCannotBeRememberedIsReported) {
-  AddDrawn(Shape::Box(20, 10, 5, {0, 0, 0}), 10);
-  host_.SetLocalAppDataFolder("Q:\\NoSuchDrive");
-  Open([&](DialogDriver& d, ExportMaterialBom&) {
-    d.SetFolder("nativeFolderBrowser0", "O:\\BOM");
-    EXPECT_EQ(d.Folder("nativeFolderBrowser0"), "O:\\BOM");
-  });
-  EXPECT_EQ(Boxes("材料BOM").back(),
-            "0:出图的路径无法保存到文件：Q:\\NoSuchDrive\\Convert\\config.csv");
 }
 
 }  // namespace

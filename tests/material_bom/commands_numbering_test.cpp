@@ -1,7 +1,7 @@
 // The numbering commands driven as the designer does: reorder per layer,
 // balloon numbers over the whole tree, the new bodies only and the decimals
 // of every blank size.
-#include "commands_fixture.h"
+#include "material_bom_fixture.h"
 
 namespace mbom_test {
 namespace {

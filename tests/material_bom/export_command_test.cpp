@@ -19,53 +19,44 @@ class ExportCommandTest : public MaterialBomTest {
     AddDrawn(Shape::Box(100, 50, 20), 10);
     AddDrawn(Shape::Box(60, 40, 30, {200, 0, 0}), 10);
   }
-  // Opens the dialog, fills the header, chooses the export folder O:\ and
-  // presses the export button `presses` times.
-  void Export(int presses, bool fill = true) {
-    Open([&](DialogDriver& d, ExportMaterialBom&) {
-      if (fill) FillHeader(d);
-      d.SetFolder("nativeFolderBrowser0", "O:\\");
-      for (int i = 0; i < presses; ++i) d.Press("button01");
-    });
-  }
-  std::string Local(const std::string& path) { return host_.LocalPath(path); }
 };
 
-TEST_F(ExportCommandTest, EachExportTakesTheNextFreeNameAndOpensIt) {
-  for (int i = 0; i < 3; ++i) host_.QueueAnswer(host::kFirstButton);
-  Export(3);
+TEST_F(ExportCommandTest, EachExportTakesTheNextFreeNameAndOpensItAMissingTemplateIsNamed) {
+  for (int i = 0; i < 4; ++i) host_.QueueAnswer(host::kFirstButton);
+  Open([&](DialogDriver& d, ExportMaterialBom&) {
+    FillHeader(d);
+    d.SetFolder("nativeFolderBrowser0", "O:\\");
+    for (int i = 0; i < 3; ++i) d.Press("button01");
+    fs::remove(dir_ / "D" / "MYTOOL" / "config" / fs::path(u8"级进模") /
+               fs::path(u8"模具材料采购单.xls"));
+    d.Press("button01");
+  });
   const std::vector<std::string> expected = {"O:\\P1\\P1材料BOM.xls", "O:\\P1\\P1材料BOM-1.xls",
                                              "O:\\P1\\P1材料BOM-2.xls"};
   EXPECT_EQ(host_.opened_documents(), expected);
-  for (const std::string& path : expected) EXPECT_TRUE(fs::is_regular_file(Local(path))) << path;
+  for (const std::string& path : expected)
+    EXPECT_TRUE(fs::is_regular_file(host_.LocalPath(path))) << path;
   const auto done = Boxes("材料BOM");
-  ASSERT_EQ(done.size(), 3u);
+  ASSERT_EQ(done.size(), 4u);
   EXPECT_EQ(done[0], "2:导出材料BOM成功！\n文件路径：O:\\P1\\P1材料BOM.xls");
+  EXPECT_EQ(done[3], "0:D:\\MYTOOL\\config\\级进模\\模具材料采购单.xls 配置文件不存在");
   // The export saved the header on the part.
   EXPECT_EQ(Attr(host_.session().WorkPart(), "客户名称"), "华锐汽车部件");
 }
 
 TEST_F(ExportCommandTest, NoAnswerOrAnEmptyRequiredFieldWritesNothing) {
   host_.QueueAnswer(host::kSecondButton);
-  Export(1);
   host_.QueueAnswer(host::kFirstButton);
-  Export(1, /*fill=*/false);
+  Open([&](DialogDriver& d, ExportMaterialBom&) {
+    d.SetFolder("nativeFolderBrowser0", "O:\\");
+    d.Press("button01");
+    d.Press("button01");
+  });
   EXPECT_TRUE(host_.opened_documents().empty());
   EXPECT_FALSE(fs::exists(dir_ / "O" / "P1"));
   EXPECT_EQ(Attr(host_.session().WorkPart(), "客户名称"), "<none>");
   // The save checks the fields first, in its own order.
   EXPECT_EQ(Boxes("材料BOM"), std::vector<std::string>{"0:产品材质不可以为空"});
-}
-
-TEST_F(ExportCommandTest, AMissingTemplateIsNamedByItsFullPath) {
-  fs::remove(dir_ / "D" / "MYTOOL" / "config" / fs::path(u8"级进模") /
-             fs::path(u8"模具材料采购单.xls"));
-  host_.QueueAnswer(host::kFirstButton);
-  Export(1);
-  EXPECT_EQ(
-      Boxes("材料BOM"),
-      std::vector<std::string>{"0:D:\\MYTOOL\\config\\级进模\\模具材料采购单.xls 配置文件不存在"});
-  EXPECT_TRUE(host_.opened_documents().empty());
 }
 
 TEST_F(ExportCommandTest, TheSaveCommandConfirmsAndTheFolderIsRemembered) {
@@ -83,6 +74,15 @@ TEST_F(ExportCommandTest, TheSaveCommandConfirmsAndTheFolderIsRemembered) {
   Open([&](DialogDriver& d, ExportMaterialBom&) {
     EXPECT_EQ(d.Folder("nativeFolderBrowser0"), "O:\\BOM");
   });
+
+  // A folder that cannot be remembered is reported; the dialog keeps it.
+  host_.SetLocalAppDataFolder("Q:\\NoSuchDrive");
+  Open([&](DialogDriver& d, ExportMaterialBom&) {
+    d.SetFolder("nativeFolderBrowser0", "O:\\Other");
+    EXPECT_EQ(d.Folder("nativeFolderBrowser0"), "O:\\Other");
+  });
+  EXPECT_EQ(Boxes("材料BOM").back(),
+            "0:出图的路径无法保存到文件：Q:\\NoSuchDrive\\Convert\\config.csv");
 }
 
 }  // namespace

@@ -9,28 +9,12 @@ namespace {
 
 using host::Point3d;
 
-// A body numbered before: read back without any geometry work.
-Tag AddCoded(MaterialBomTest& t, memory::MemoryHost& h, double x, const std::string& code,
-             bool oriented) {
-  const Tag b = h.AddBody(Shape::Box(10, 10, 10, {x, 0, 0}), 10, 42);
-  for (const auto& [title, value] :
-       std::vector<std::pair<std::string, std::string>>{{"转图标识", "Y"},
-                                                        {"实体标识", "id" + code},
-                                                        {"材料代号", code},
-                                                        {"材料名称", "上模座"},
-                                                        {"材料材质", "45#"}})
-    h.attributes().SetString(b, title, value);
-  if (oriented) h.attributes().SetString(b, "材料方位", "1,0,0,0,1,0");
-  (void)t;
-  return b;
-}
-
 TEST_F(MaterialBomTest, CrowdedLayersAreWarnedAboutAfterTheSave) {
   MarkSaved();
   // 219 bodies counted once and one with an orientation counted twice: 221.
-  for (int i = 0; i < 219; ++i)
-    AddCoded(*this, host_, 20.0 * i, text::Format("UB-%03d", i + 1), false);
-  const Tag oriented = AddCoded(*this, host_, 20.0 * 219, "UB-220", true);
+  for (int i = 0; i < 219; ++i) AddCoded(30.0 * i, 10, text::Format("UB-%03d", i + 1));
+  const Tag oriented = AddCoded(30.0 * 219, 10, "UB-220");
+  host_.attributes().SetString(oriented, "材料方位", "1,0,0,0,1,0");
   Open([&](DialogDriver& d, ExportMaterialBom& bom) {
     ASSERT_EQ(d.TopNodes("tree_control0").size(), 220u);
     FillHeader(d);
@@ -56,24 +40,31 @@ TEST_F(MaterialBomTest, CrowdedLayersAreWarnedAboutAfterTheSave) {
   EXPECT_EQ(Attr(oriented, "材料代号"), "UB-220");
 }
 
-TEST_F(MaterialBomTest, AnEmptyRequiredFieldStopsTheSaveBeforeAnythingIsWritten) {
+TEST_F(MaterialBomTest, EachEmptyRequiredFieldStopsTheSaveInTurnBeforeAnythingIsWritten) {
   MarkSaved();
-  const Tag b = AddCoded(*this, host_, 0, "UB-01", false);
+  const Tag b = AddCoded(0, 10, "UB-01");
+  std::vector<std::string> refusals;
   Open([&](DialogDriver& d, ExportMaterialBom& bom) {
-    d.SetString("string0", std::string("东成电器"));  // 客户名称, but 产品材质 is empty
-    EXPECT_THROW(
-        {
-          try {
-            bom.SaveAttributes();
-          } catch (const std::exception& e) {
-            EXPECT_STREQ(e.what(), "产品材质不可以为空");
-            throw;
-          }
-        },
-        std::runtime_error);
+    // The header filled field by field in the order the save checks them.
+    d.SetString("string036", std::string());
+    for (const auto& [id, value] : kHeader) {
+      try {
+        bom.SaveAttributes();
+        break;
+      } catch (const std::runtime_error& e) {
+        refusals.push_back(e.what());
+      }
+      EXPECT_EQ(Attr(host_.session().WorkPart(), "客户名称"), "<none>");
+      EXPECT_EQ(Attr(b, "是否出图"), "<none>");
+      d.SetString(id, std::string(value));
+    }
   });
-  EXPECT_EQ(Attr(host_.session().WorkPart(), "客户名称"), "<none>");
-  EXPECT_EQ(Attr(b, "是否出图"), "<none>");
+  EXPECT_EQ(refusals, (std::vector<std::string>{"产品材质不可以为空", "模具编号不可以为空",
+                                                "模具吨位不可以为空", "客户名称不可以为空",
+                                                "产品厚度不可以为空", "模具类型不可以为空",
+                                                "设计担当不可以为空"}));
+  EXPECT_EQ(Attr(host_.session().WorkPart(), "客户名称"), "华锐汽车部件");
+  EXPECT_EQ(Attr(b, "是否出图"), "是");
 }
 
 // The sample die: first open of a part never saved, a save, a part-file
