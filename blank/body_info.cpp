@@ -142,7 +142,7 @@ struct Feature {
 
 struct BodyMeasures {
   bool valid = false;
-  double volume = 0.0, area = 0.0;
+  double volume = 0.0;
   V3 moments{};  // ascending
   M3 axes{};     // principal axes, right-handed
   int faces = 0, edges = 0, vertices = 0, circles = 0;
@@ -305,7 +305,7 @@ bool SameMeasures(const BodyMeasures& a, const BodyMeasures& b) {
   if (a.faces != b.faces || a.edges != b.edges || a.vertices != b.vertices ||
       a.circles != b.circles)
     return false;
-  if (!Near(a.volume, b.volume, kRelative) || !Near(a.area, b.area, kRelative)) return false;
+  if (!Near(a.volume, b.volume, kRelative)) return false;
   // Moments scale with volume x length^2: compare against the largest.
   const double scale = std::max(a.moments[2], b.moments[2]);
   for (int i = 0; i < 3; ++i)
@@ -331,7 +331,6 @@ BodyMeasures MeasureBody(host::Host& host, host::Tag body) {
     const host::MassProperties mp = bodies.AskMassProperties(body);
     if (!(mp.volume > 0.0)) return m;
     m.volume = mp.volume;
-    m.area = mp.area;
     m.moments = {mp.principal_moments[0], mp.principal_moments[1], mp.principal_moments[2]};
     const V3 x = Unit(ToV3(mp.principal_axes[0])), y = Unit(ToV3(mp.principal_axes[1]));
     m.axes = {x, y, Cross(x, y)};

@@ -8,8 +8,8 @@
 // symmetric and its mirror image is the part turned.
 //
 // The decision comes in two stages. First the measures that do not depend on
-// placement: volume, surface area and principal moments of inertia (within a
-// relative 1e-5), the numbers of faces and edges and the numbers of vertices
+// placement: volume and principal moments of inertia (within a relative
+// 1e-5), the numbers of faces and edges and the numbers of vertices
 // and circles. Then the bodies that pass are confirmed exactly: one body is
 // turned onto the other about their centroids (by their principal axes, or,
 // where moments coincide, by a unique axis and the vertices or circles

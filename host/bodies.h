@@ -65,7 +65,6 @@ struct Facets {
 // UF_MODL_ask_mass_props_3d, as far as the in-house services use it.
 struct MassProperties {
   double volume = 0.0;  // mm^3
-  double area = 0.0;    // mm^2
   Point3d centroid;
   std::array<double, 3> principal_moments{};  // about the centroid, ascending
   std::array<Vector3d, 3> principal_axes;

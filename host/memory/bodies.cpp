@@ -282,20 +282,25 @@ host::ExactBox BodiesImpl::AskBoundingBoxExact(host::Tag body, host::Tag csys) {
   return r;
 }
 
-double BodiesImpl::Volume(host::Tag body) {
+// The weight asks for the volume and the identical-body search for the
+// inertia too: one integration over the body serves both.
+const GProp_GProps& BodiesImpl::VolumeProperties(host::Tag body) {
   Object& o = m_.Get(body, ObjectKind::Body);
-  if (o.volume < 0.0) o.volume = ShapeVolume(o.shape);
-  return o.volume;
+  if (!o.volume_props || !o.volume_shape.IsEqual(o.shape)) {
+    auto props = std::make_shared<GProp_GProps>();
+    BRepGProp::VolumeProperties(o.shape, *props);
+    o.volume_props = std::move(props);
+    o.volume_shape = o.shape;
+  }
+  return *o.volume_props;
 }
 
+double BodiesImpl::Volume(host::Tag body) { return std::abs(VolumeProperties(body).Mass()); }
+
 host::MassProperties BodiesImpl::AskMassProperties(host::Tag body) {
-  const TopoDS_Shape shape = m_.Get(body, ObjectKind::Body).shape;
-  GProp_GProps vol, surf;
-  BRepGProp::VolumeProperties(shape, vol);
-  BRepGProp::SurfaceProperties(shape, surf);
+  const GProp_GProps& vol = VolumeProperties(body);
   host::MassProperties p;
   p.volume = std::abs(vol.Mass());
-  p.area = surf.Mass();
   p.centroid = ToPoint(vol.CentreOfMass());
   const GProp_PrincipalProps pp = vol.PrincipalProperties();
   double i1, i2, i3;
@@ -350,7 +355,6 @@ int BodiesImpl::JoinFaces(host::Tag body) {
   unify.Build();
   m_.DropSubTags(o);
   m_.Get(body).shape = unify.Shape();
-  m_.Get(body).volume = -1.0;
   return 0;
 }
 

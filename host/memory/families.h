@@ -62,6 +62,7 @@ class BodiesImpl : public host::Bodies {
  private:
   host::Tag SubTag(host::Tag body, ObjectKind kind, int index);
   InterferenceData& Interference(host::Tag body);
+  const GProp_GProps& VolumeProperties(host::Tag body);
   // kInterferes, kNone (no shared volume, touching not told) or, when the
   // shortcuts cannot tell, the exact check's answer.
   host::Interference Share(host::Tag a, host::Tag b, bool tell_touching);

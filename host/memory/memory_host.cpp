@@ -59,7 +59,6 @@ void MemoryHost::SetBodyShape(host::Tag body, const Shape& shape) {
   Object& o = model_->Get(body, ObjectKind::Body);
   model_->DropSubTags(o);
   o.shape = shape.data().shape;
-  o.volume = -1.0;
 }
 
 void MemoryHost::SetPartLeaf(const std::string& leaf) { model_->leaf = leaf; }

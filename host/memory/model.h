@@ -15,6 +15,8 @@
 
 #include "host/types.h"
 
+class GProp_GProps;
+
 namespace memory {
 
 // What the interference checks learnt about one body's geometry (bodies.cpp).
@@ -44,9 +46,10 @@ struct Object {
   // Face, edge: the owning body and the index in its map.
   host::Tag owner = host::kNullTag;
   int index = 0;
-  // Body: its volume once measured (shapes are values: it holds until the
-  // shape is replaced); negative when not measured yet.
-  double volume = -1.0;
+  // Body: its volume integrals (volume, centre, inertia) once measured, and
+  // the shape they belong to: they hold until the shape is replaced.
+  std::shared_ptr<const GProp_GProps> volume_props;
+  TopoDS_Shape volume_shape;
   // Body: the identity of its geometry (host::Bodies::GeometryIdentity) and
   // the shape it was given for, held so that no later shape can take the same
   // place in memory; what the interference checks learnt about that shape.
