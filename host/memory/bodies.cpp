@@ -29,6 +29,7 @@
 #include <gp_Lin.hxx>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <fstream>
 #include <limits>
@@ -659,13 +660,13 @@ struct InterferenceData {
   bool hull_made = false;
   std::vector<HullRegion> hull;
   std::optional<gp_Pnt> hull_point;  // kHullMargin inside every region
+  // Every face a plane or a cylinder, of one solid: points are classified
+  // by counting crossings (RayState); otherwise by the kernel's classifier.
+  bool ray_ready = false;
   std::optional<BRepClass3d_SolidClassifier> classifier;
 
-  TopAbs_State Classify(const gp_Pnt& p, double tolerance) {
-    if (!classifier) classifier.emplace(shape);
-    classifier->Perform(p, tolerance);
-    return classifier->State();
-  }
+  // IN, OUT, or ON within `tolerance` (mm) of the boundary.
+  TopAbs_State Classify(const gp_Pnt& p, double tolerance);
 };
 
 namespace {
@@ -1007,6 +1008,130 @@ std::optional<std::pair<gp_Pnt, gp_Pnt>> Clipped(const gp_Pnt& p, const gp_Pnt& 
   return std::pair{p.Translated(v * t0), p.Translated(v * t1)};
 }
 
+// Where a point lies against a body whose faces are planes and cylinders,
+// without the kernel's classifier (which maps the body's topology again on
+// every point). A point within `tolerance` of a face is ON; otherwise a ray
+// from it crosses the faces an odd number of times when it starts inside. A
+// ray that meets an edge, or a face at a glancing angle, proves nothing:
+// the next direction is tried, and when none serves the kernel decides.
+constexpr double kGraze = 1e-6;  // mm: a crossing this near an edge proves nothing
+
+// Fixed, far from any direction a die's faces favour.
+const std::array<gp_Dir, 3>& RayDirections() {
+  static const std::array<gp_Dir, 3> d{gp_Dir(0.4121, 0.5507, 0.7258),
+                                       gp_Dir(-0.6142, 0.3331, 0.7155),
+                                       gp_Dir(0.2809, -0.8722, 0.4004)};
+  return d;
+}
+
+// Whether the half-line from p along d meets the box.
+bool RayMeetsBox(const gp_Pnt& p, const gp_Dir& d, const Bnd_Box& box) {
+  if (box.IsVoid()) return false;
+  double lo[3], hi[3];
+  box.Get(lo[0], lo[1], lo[2], hi[0], hi[1], hi[2]);
+  const double from[3] = {p.X(), p.Y(), p.Z()}, along[3] = {d.X(), d.Y(), d.Z()};
+  double t0 = 0, t1 = std::numeric_limits<double>::infinity();
+  for (int k = 0; k < 3; ++k) {
+    if (std::abs(along[k]) < 1e-300) {
+      if (from[k] < lo[k] || from[k] > hi[k]) return false;
+      continue;
+    }
+    double ta = (lo[k] - from[k]) / along[k], tb = (hi[k] - from[k]) / along[k];
+    if (ta > tb) std::swap(ta, tb);
+    t0 = std::max(t0, ta), t1 = std::min(t1, tb);
+    if (t0 > t1) return false;
+  }
+  return true;
+}
+
+// Where the surface point q (on the face's surface) lies against the face.
+TopAbs_State OnFace(const FaceFacts& f, const gp_Pnt& q, double tolerance) {
+  double u = 0, v = 0;
+  double tol2d = tolerance;
+  if (f.type == GeomAbs_Plane) {
+    ElSLib::Parameters(f.plane, q, u, v);
+  } else {
+    ElSLib::Parameters(f.cylinder, q, u, v);
+    constexpr double kTurn = 2 * std::numbers::pi;
+    const double r = f.cylinder.Radius();
+    tol2d = std::min(tolerance, tolerance / r);
+    u += kTurn * std::floor((f.u0 - tol2d - u) / kTurn + 1);  // into [u0 - tol, u0 - tol + 2pi)
+    if (u > f.u1 + tol2d) return TopAbs_OUT;
+  }
+  return BRepClass_FaceClassifier(f.face, gp_Pnt2d(u, v), tol2d).State();
+}
+
+// The ray parameters (> 0) where the half-line meets the face's surface;
+// false when it grazes the surface.
+bool Crossings(const FaceFacts& f, const gp_Pnt& p, const gp_Dir& d, std::vector<double>& t) {
+  t.clear();
+  if (f.type == GeomAbs_Plane) {
+    const gp_XYZ& n = f.plane.Axis().Direction().XYZ();
+    const double along = n.Dot(d.XYZ());
+    if (std::abs(along) < 1e-4) return false;
+    const double at = (Dot(n, f.plane.Location()) - Dot(n, p)) / along;
+    if (at > 0) t.push_back(at);
+    return true;
+  }
+  const gp_XYZ a = f.cylinder.Axis().Direction().XYZ();
+  auto across = [&](const gp_XYZ& v) { return v - a * a.Dot(v); };
+  const gp_XYZ w = across(p.XYZ() - f.cylinder.Location().XYZ()), v = across(d.XYZ());
+  const double r = f.cylinder.Radius();
+  const double qa = v.SquareModulus(), qb = 2 * w.Dot(v), qc = w.SquareModulus() - r * r;
+  if (qa < 1e-8) return std::abs(std::sqrt(w.SquareModulus()) - r) > kGraze;
+  const double disc = qb * qb - 4 * qa * qc;
+  if (disc < 0) return true;
+  const double half = std::sqrt(disc) / (2 * qa);
+  if (half < kGraze) return false;
+  for (double at : {-qb / (2 * qa) - half, -qb / (2 * qa) + half})
+    if (at > 0) t.push_back(at);
+  return true;
+}
+
+std::optional<TopAbs_State> RayState(const InterferenceData& b, const gp_Pnt& p, double tolerance) {
+  if (!b.ray_ready) return std::nullopt;
+  Bnd_Box near = b.box;
+  near.Enlarge(tolerance);
+  if (near.IsOut(p)) return TopAbs_OUT;
+  for (const FaceFacts& f : b.faces) {
+    Bnd_Box around = f.box;
+    around.Enlarge(tolerance);
+    if (around.IsOut(p)) continue;
+    const double gap = f.type == GeomAbs_Plane
+                           ? f.plane.Distance(p)
+                           : std::abs(Radial(p, f.cylinder.Axis()) - f.cylinder.Radius());
+    if (gap <= tolerance && OnFace(f, p, tolerance) != TopAbs_OUT) return TopAbs_ON;
+  }
+  std::vector<double> at;
+  for (const gp_Dir& d : RayDirections()) {
+    int crossings = 0;
+    bool proves = true;
+    for (const FaceFacts& f : b.faces) {
+      if (!RayMeetsBox(p, d, f.box)) continue;
+      if (!(proves = Crossings(f, p, d, at))) break;
+      for (double t : at) {
+        const TopAbs_State where = OnFace(f, p.Translated(gp_Vec(d) * t), kGraze);
+        if (where == TopAbs_ON) proves = false;
+        if (where == TopAbs_IN) ++crossings;
+      }
+      if (!proves) break;
+    }
+    if (proves) return crossings % 2 == 1 ? TopAbs_IN : TopAbs_OUT;
+  }
+  return std::nullopt;
+}
+
+}  // namespace
+
+TopAbs_State InterferenceData::Classify(const gp_Pnt& p, double tolerance) {
+  if (const auto state = RayState(*this, p, tolerance)) return *state;
+  if (!classifier) classifier.emplace(shape);
+  classifier->Perform(p, tolerance);
+  return classifier->State();
+}
+
+namespace {
+
 // Some vertex or edge point of `a` lies well inside `b`: the vertices, the
 // edges' midpoints, and the middle of each straight edge's part in b's box.
 bool ProbeInside(const InterferenceData& a, InterferenceData& b) {
@@ -1044,6 +1169,12 @@ std::shared_ptr<InterferenceData> MakeInterferenceData(const TopoDS_Shape& shape
       BRepTools::UVBounds(f.face, f.u0, f.u1, f.v0, f.v1);
     }
     d->faces.push_back(f);
+  }
+  d->ray_ready = d->solids == 1;
+  for (const FaceFacts& f : d->faces) {
+    const TopAbs_Orientation o = f.face.Orientation();
+    d->ray_ready = d->ray_ready && (f.type == GeomAbs_Plane || f.type == GeomAbs_Cylinder) &&
+                   (o == TopAbs_FORWARD || o == TopAbs_REVERSED);
   }
   map.Clear();
   TopExp::MapShapes(shape, TopAbs_VERTEX, map);
