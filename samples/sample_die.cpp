@@ -312,7 +312,8 @@ std::vector<SampleBody> BuildSampleDie(memory::MemoryHost& host, int bodies) {
     const int copy = i / static_cast<int>(die.size());
     const Piece& p = die[static_cast<std::size_t>(i) % die.size()];
     const Vector3d offset{500.0 * (copy % 4), 400.0 * (copy / 4), 0.0};
-    const Shape shape = copy == 0 ? p.shape : p.shape.Translated(offset);
+    // Every body its own geometry, as in a die read from a file.
+    const Shape shape = p.shape.Translated(offset);
     const host::Tag tag = host.AddBody(shape, p.layer, p.color, p.name);
     for (const auto& [title, value] : p.attributes) host.attributes().SetString(tag, title, value);
     SampleBody b;
