@@ -146,6 +146,29 @@ TEST(BlankOverlap, OverlapsWithNoCornerInside) {
   EXPECT_EQ(h.bodies().CheckInterference(base, turned), host::Interference::kTouches);
 }
 
+// Points are told inside or outside by counting crossings on planes and on
+// cylinders of any angular range; other surfaces go to the kernel.
+TEST(BlankOverlap, RoundedSlotsAndCurvedBodies) {
+  MemoryHost h;
+  // A slot 30 mm between the centres of its round 10 mm ends, in a turned plate.
+  const Shape slot = Shape::Box(30, 10, 10, {35, 25, 0})
+                         .Fuse(Shape::Cylinder(5, 10, {35, 30, 0}))
+                         .Fuse(Shape::Cylinder(5, 10, {65, 30, 0}));
+  auto turn = [](const Shape& s) { return s.Rotated({0, 0, 0}, {1, 2, 3}, Deg(23)); };
+  const Tag plate = h.AddBody(turn(Shape::Box(100, 60, 10).Cut(slot)));
+  const Tag fits = h.AddBody(turn(Shape::Cylinder(5, 30, {65, 30, -10})));      // touches the end
+  const Tag clear = h.AddBody(turn(Shape::Cylinder(4.9, 30, {50, 30, -10})));   // mid-slot
+  const Tag biting = h.AddBody(turn(Shape::Cylinder(5, 30, {65.5, 30, -10})));  // into the arc
+  EXPECT_EQ(Overlapping(h, {plate, fits, clear}), std::vector<Tag>{});
+  EXPECT_EQ(Overlapping(h, {plate, biting}), (std::vector<Tag>{plate, biting}));
+  // Balls on a drilled block: one sits in the hole's rim, one drops through.
+  const Tag block =
+      h.AddBody(Shape::Box(40, 40, 20, {200, 0, 0}).Drilled({220, 20, 20}, {0, 0, -1}, 10, 20));
+  const Tag rim = h.AddBody(Shape::Sphere({220, 20, 21}, 6));
+  const Tag small = h.AddBody(Shape::Sphere({220, 20, 10}, 4.9));
+  EXPECT_EQ(Overlapping(h, {block, rim, small}), (std::vector<Tag>{block, rim}));
+}
+
 TEST(BlankOverlap, RememberedAnswersFollowTheGeometry) {
   MemoryHost h;
   const Tag holder = h.AddBody(Shape::Box(60, 60, 20).Drilled({30, 30, 20}, {0, 0, -1}, 10, 20));
