@@ -79,7 +79,7 @@ MaterialParamCalculator::MaterialParamCalculator(host::Host& host, const BomOpti
       settings_(settings),
       geometry_(host, options),
       holes_(host),
-      orientation_(host, geometry_, holes_, trace_),
+      orientation_(host, geometry_, holes_),
       weights_(host, settings) {}
 
 std::string MaterialParamCalculator::ReadAttribute(host::Tag body, const char* title) {

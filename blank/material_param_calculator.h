@@ -34,8 +34,6 @@ class MaterialParamCalculator {
   MaterialParamCalculator(const MaterialParamCalculator&) = delete;
   MaterialParamCalculator& operator=(const MaterialParamCalculator&) = delete;
 
-  // The step names go to the trace hook, which by default discards them.
-  void SetTrace(Trace trace) { trace_ = std::move(trace); }
   void SetRowRefresh(RowRefresh refresh) { refresh_ = std::move(refresh); }
   // The dialog's records, updated by CalcBodyMinOrient and ResetBodyOffset.
   void SetRecords(std::vector<MaterialParam>* records) { records_ = records; }
@@ -78,9 +76,7 @@ class MaterialParamCalculator {
   const BomOptions& options() const { return options_; }
 
  private:
-  void Log(const std::string& text) {
-    if (trace_) trace_(text);
-  }
+  void Log(const std::string&) {}  // step names: markers only
   std::string ReadAttribute(host::Tag body, const char* title);
   void WriteAttribute(host::Tag body, const char* title, const std::string& value);
   void ApplyColorRule(host::Tag body, MaterialParam& p);
@@ -92,7 +88,6 @@ class MaterialParamCalculator {
   host::Host& host_;
   BomOptions options_;
   const config::MaterialBomSettings& settings_;
-  Trace trace_;
   RowRefresh refresh_;
   std::vector<MaterialParam>* records_ = nullptr;
   BlankGeometry geometry_;

@@ -4,7 +4,6 @@
 // kept hidden on layer 256.
 #pragma once
 
-#include <functional>
 #include <string>
 #include <vector>
 
@@ -14,8 +13,6 @@
 
 namespace blank {
 
-using Trace = std::function<void(const std::string&)>;
-
 class Orientation {
  public:
   static constexpr int kCsysLayer = 256;
@@ -24,8 +21,8 @@ class Orientation {
   // Volumes closer than this keep the world axes.
   static constexpr double kVolumeTolerance = 0.0005;
 
-  Orientation(host::Host& host, BlankGeometry& geometry, HoleAnalysis& holes, const Trace& trace)
-      : host_(host), geometry_(geometry), holes_(holes), trace_(trace) {}
+  Orientation(host::Host& host, BlankGeometry& geometry, HoleAnalysis& holes)
+      : host_(host), geometry_(geometry), holes_(holes) {}
 
   // The orientation of the body's blank (rows X, Y, Z). The work coordinate
   // system is as before when it returns.
@@ -51,14 +48,11 @@ class Orientation {
                                const host::Matrix3x3& fallback);
 
  private:
-  void Log(const std::string& text) {
-    if (trace_) trace_(text);
-  }
+  void Log(const std::string&) {}  // step names: markers only
 
   host::Host& host_;
   BlankGeometry& geometry_;
   HoleAnalysis& holes_;
-  const Trace& trace_;
 };
 
 }  // namespace blank
