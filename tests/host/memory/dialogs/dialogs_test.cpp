@@ -18,21 +18,23 @@
 namespace {
 
 namespace fs = std::filesystem;
+using host::HostError;
 using memory::DialogDriver;
 using memory::ScriptError;
+using Strings = std::vector<std::string>;
 
 // Expects `statement` to throw E whose text contains every one of `parts`.
-#define EXPECT_THROW_WITH(statement, E, ...)                                  \
-  do {                                                                        \
-    try {                                                                     \
-      statement;                                                              \
-      ADD_FAILURE() << "no exception from " #statement;                       \
-    } catch (const E& e) {                                                    \
-      for (const std::string& part : std::vector<std::string>{__VA_ARGS__}) { \
-        EXPECT_NE(std::string(e.what()).find(part), std::string::npos)        \
-            << "\"" << e.what() << "\" does not contain \"" << part << "\"";  \
-      }                                                                       \
-    }                                                                         \
+#define EXPECT_THROW_WITH(statement, E, ...)                                 \
+  do {                                                                       \
+    try {                                                                    \
+      statement;                                                             \
+      ADD_FAILURE() << "no exception from " #statement;                      \
+    } catch (const E& e) {                                                   \
+      for (const std::string& part : Strings{__VA_ARGS__}) {                 \
+        EXPECT_NE(std::string(e.what()).find(part), std::string::npos)       \
+            << "\"" << e.what() << "\" does not contain \"" << part << "\""; \
+      }                                                                      \
+    }                                                                        \
   } while (0)
 
 // A layout used by most tests: the block kinds with values, in groups.
@@ -109,7 +111,7 @@ class DialogsTest : public ::testing::Test {
 TEST_F(DialogsTest, BadLayoutsAreErrorsNamingFileAndLine) {
   struct Case {
     const char* xml;
-    std::vector<std::string> parts;
+    Strings parts;
   };
   const Case cases[] = {
       {"<dialog>\n<toggle id=\"a\">\n</dialog>", {"line 3"}},
@@ -133,36 +135,33 @@ TEST_F(DialogsTest, BadLayoutsAreErrorsNamingFileAndLine) {
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.xml);
-    EXPECT_THROW_WITH(memory::ParseLayout("Bad.dlx", c.xml), host::HostError, "Bad.dlx, line ");
-    for (const std::string& part : c.parts) {
-      EXPECT_THROW_WITH(memory::ParseLayout("Bad.dlx", c.xml), host::HostError, part);
-    }
+    EXPECT_THROW_WITH(memory::ParseLayout("Bad.dlx", c.xml), HostError, "Bad.dlx, line ");
+    EXPECT_THROW_WITH(memory::ParseLayout("Bad.dlx", c.xml), HostError, c.parts);
   }
 }
 
 TEST_F(DialogsTest, MissingFilesUnknownBlocksAndWrongTypesAreNamed) {
-  EXPECT_THROW_WITH(host_.dialogs().CreateDialog("Nothing.dlx"), host::HostError,
-                    "Nothing.dlx not found", dir_.string());
-  EXPECT_THROW_WITH(host_.dialogs().CreateDialog(""), host::HostError, "no dialog layout file");
-  EXPECT_THROW_WITH(host_.dialogs().CreateDialog("ui\\Sample.dlx"), host::HostError,
-                    "without a folder");
+  EXPECT_THROW_WITH(host_.dialogs().CreateDialog("Nothing.dlx"), HostError, "Nothing.dlx not found",
+                    dir_.string());
+  EXPECT_THROW_WITH(host_.dialogs().CreateDialog(""), HostError, "no dialog layout file");
+  EXPECT_THROW_WITH(host_.dialogs().CreateDialog("ui\\Sample.dlx"), HostError, "without a folder");
   WriteLayout("Broken.dlx", "<dialog>\n<toggle id='a'>");
-  EXPECT_THROW_WITH(host_.dialogs().CreateDialog("Broken.dlx"), host::HostError, "Broken.dlx");
+  EXPECT_THROW_WITH(host_.dialogs().CreateDialog("Broken.dlx"), HostError, "Broken.dlx");
 
   auto dialog = Sample();
-  EXPECT_THROW_WITH(dialog->TopBlock()->FindBlock("toggle9"), host::HostError, "Sample.dlx",
+  EXPECT_THROW_WITH(dialog->TopBlock()->FindBlock("toggle9"), HostError, "Sample.dlx",
                     "\"toggle9\"");
-  EXPECT_THROW_WITH(dialog->TopBlock()->Find<host::Toggle>("integer0"), host::HostError,
-                    "\"integer0\"", "Sample.dlx", "Integer", "Toggle");
-  EXPECT_THROW_WITH(dialog->GetBlockProperties("nope"), host::HostError, "Sample.dlx", "\"nope\"");
+  EXPECT_THROW_WITH(dialog->TopBlock()->Find<host::Toggle>("integer0"), HostError, "\"integer0\"",
+                    "Sample.dlx", "Integer", "Toggle");
+  EXPECT_THROW_WITH(dialog->GetBlockProperties("nope"), HostError, "Sample.dlx", "\"nope\"");
 
   host::PropertyList& toggle = dialog->GetBlockProperties("toggle0");
-  EXPECT_THROW_WITH(toggle.GetString("Value"), host::HostError, "\"Value\"", "toggle0",
+  EXPECT_THROW_WITH(toggle.GetString("Value"), HostError, "\"Value\"", "toggle0",
                     "holds logical, not text");
-  EXPECT_THROW_WITH(toggle.GetLogical("Path"), host::HostError, "no property \"Path\"");
+  EXPECT_THROW_WITH(toggle.GetLogical("Path"), HostError, "no property \"Path\"");
   host::PropertyList& e = dialog->GetBlockProperties("enum0");
-  EXPECT_THROW_WITH(e.SetEnum("Value", 3), host::HostError, "no member 3");
-  EXPECT_THROW_WITH(e.SetEnumAsString("Value", "三"), host::HostError, "no member \"三\"");
+  EXPECT_THROW_WITH(e.SetEnum("Value", 3), HostError, "no member 3");
+  EXPECT_THROW_WITH(e.SetEnumAsString("Value", "三"), HostError, "no member \"三\"");
 }
 
 // --- Showing and closing ------------------------------------------------------------
@@ -204,9 +203,8 @@ TEST_F(DialogsTest, ShowRunsTheHandlersInOrderAndNestedDialogsGetTheirOwnDrivers
     EXPECT_TRUE(d.closed());
   });
   EXPECT_EQ(response, host::kResponseOk);
-  EXPECT_EQ(events,
-            (std::vector<std::string>{"initialize", "shown", "driver", "ok", "apply", "ok"}));
-  EXPECT_EQ(dialogs().shown(), (std::vector<std::string>{"Sample.dlx", "Plain.dlx"}));
+  EXPECT_EQ(events, (Strings{"initialize", "shown", "driver", "ok", "apply", "ok"}));
+  EXPECT_EQ(dialogs().shown(), (Strings{"Sample.dlx", "Plain.dlx"}));
   EXPECT_TRUE(dialogs().showing().empty());
 }
 
@@ -239,9 +237,9 @@ TEST_F(DialogsTest, CancelAndCloseRunTheirHandlersAndEachShowStartsAfresh) {
     d.Close();
   });
   EXPECT_EQ(response, host::kResponseClose);
-  EXPECT_THROW_WITH(old_row->DisplayText(), host::HostError, "was deleted");
+  EXPECT_THROW_WITH(old_row->DisplayText(), HostError, "was deleted");
   EXPECT_EQ(RunSample(*dialog, [](DialogDriver& d) { d.Cancel(); }), host::kResponseCancel);
-  EXPECT_EQ(events, (std::vector<std::string>{"close", "close", "cancel"}));
+  EXPECT_EQ(events, (Strings{"close", "close", "cancel"}));
 }
 
 // The program's own handlers catch std::exception; a script error must pass them.
@@ -267,8 +265,8 @@ TEST_F(DialogsTest, ShowWithoutADriverOrADriverThatLeavesItOpenFailsClearly) {
 TEST_F(DialogsTest, ValuesComeFromTheLayoutAndChangesCallUpdate) {
   auto dialog = Sample();
   RunSample(*dialog, [](DialogDriver& d) {
-    EXPECT_EQ(d.ListItems("string0"), (std::vector<std::string>{"甲", "乙"}));
-    EXPECT_EQ(d.Lines("lines0"), (std::vector<std::string>{"第一行", ""}));
+    EXPECT_EQ(d.ListItems("string0"), (Strings{"甲", "乙"}));
+    EXPECT_EQ(d.Lines("lines0"), (Strings{"第一行", ""}));
     EXPECT_EQ(d.Enum("enum_empty"), -1);
     EXPECT_DOUBLE_EQ(dynamic_cast<host::SpecifyVector&>(d.block("vector0")).Point().Z, 5.0);
     d.SetToggle("toggle0", true);  // already on
@@ -290,8 +288,8 @@ TEST_F(DialogsTest, ValuesComeFromTheLayoutAndChangesCallUpdate) {
     EXPECT_DOUBLE_EQ(dynamic_cast<host::SpecifyVector&>(d.block("vector0")).Vector().Y, 1.0);
     d.Close();
   });
-  EXPECT_EQ(updates_, (std::vector<std::string>{"toggle0", "toggle0", "double0", "string0", "enum0",
-                                                "lines0", "vector0", "button0", "button0"}));
+  EXPECT_EQ(updates_, (Strings{"toggle0", "toggle0", "double0", "string0", "enum0", "lines0",
+                               "vector0", "button0", "button0"}));
 }
 
 TEST_F(DialogsTest, TheDesignerCannotUseHiddenDisabledOrMistypedBlocks) {
@@ -307,7 +305,7 @@ TEST_F(DialogsTest, TheDesignerCannotUseHiddenDisabledOrMistypedBlocks) {
     d.SetToggle("toggle_hidden", true);
     d.Close();
   });
-  EXPECT_EQ(updates_, std::vector<std::string>{"toggle_hidden"});
+  EXPECT_EQ(updates_, Strings{"toggle_hidden"});
 }
 
 TEST_F(DialogsTest, PicksPassTheFilterAndTakeBodiesOnly) {
@@ -337,8 +335,8 @@ TEST_F(DialogsTest, PicksPassTheFilterAndTakeBodiesOnly) {
     d.Close();
   });
   EXPECT_EQ(filtered, (std::vector<host::Tag>{a, sheet, b, a, sheet, a, b, face}));
-  EXPECT_EQ(updates_, (std::vector<std::string>{"bodySelect0", "bodySelect0", "bodySingle", "csys0",
-                                                "bodySelect0"}));
+  EXPECT_EQ(updates_,
+            (Strings{"bodySelect0", "bodySelect0", "bodySingle", "csys0", "bodySelect0"}));
 }
 
 // --- Trees ------------------------------------------------------------------------------
@@ -394,28 +392,27 @@ TEST_F(TreeTest, ColumnsRowsPlacementsAndDeletion) {
     ASSERT_EQ(columns.size(), 3u);
     EXPECT_EQ(columns[2].title, "说明");
     EXPECT_FALSE(columns[1].visible);
-    EXPECT_THROW_WITH(tree_->InsertColumn(1, "x", 1), host::HostError, "already has a column 1");
-    EXPECT_THROW_WITH(a_->SetColumnDisplayText(7, "x"), host::HostError, "no column 7");
-    EXPECT_THROW_WITH(a_->SetState(3), host::HostError, "no check state 3");
+    EXPECT_THROW_WITH(tree_->InsertColumn(1, "x", 1), HostError, "already has a column 1");
+    EXPECT_THROW_WITH(a_->SetColumnDisplayText(7, "x"), HostError, "no column 7");
+    EXPECT_THROW_WITH(a_->SetState(3), HostError, "no check state 3");
     EXPECT_EQ(a2_->NextNode(), b_);  // depth first
     EXPECT_EQ(d.FindNode("tree0", 1, "A2名"), a2_);
-    EXPECT_THROW_WITH(a1_->GetNodeData().GetTaggedObject("Data"), host::HostError,
-                      "no key \"Data\"");
+    EXPECT_THROW_WITH(a1_->GetNodeData().GetTaggedObject("Data"), HostError, "no key \"Data\"");
 
     Row("C", nullptr);
     Row("F", nullptr, nullptr, host::NodeInsertOption::First);
     Row("after A1", a_, a1_);
-    EXPECT_EQ(Texts(d.TopNodes("tree0")), (std::vector<std::string>{"F", "A", "B", "C"}));
-    EXPECT_EQ(Texts(d.Children(a_)), (std::vector<std::string>{"A1", "after A1", "A2"}));
+    EXPECT_EQ(Texts(d.TopNodes("tree0")), (Strings{"F", "A", "B", "C"}));
+    EXPECT_EQ(Texts(d.Children(a_)), (Strings{"A1", "after A1", "A2"}));
     EXPECT_THROW_WITH(tree_->InsertNode(b_, nullptr, nullptr, host::NodeInsertOption::Last),
-                      host::HostError, "already inserted");
-    EXPECT_THROW_WITH(Row("loose", b_, a1_), host::HostError, "not a sibling");
+                      HostError, "already inserted");
+    EXPECT_THROW_WITH(Row("loose", b_, a1_), HostError, "not a sibling");
 
     tree_->SelectNode(a2_, true, false);
     tree_->DeleteNode(a_);
-    EXPECT_EQ(Texts(d.AllNodes("tree0")), (std::vector<std::string>{"F", "B", "C"}));
+    EXPECT_EQ(Texts(d.AllNodes("tree0")), (Strings{"F", "B", "C"}));
     EXPECT_TRUE(tree_->GetSelectedNodes().empty());
-    EXPECT_THROW_WITH(a2_->DisplayText(), host::HostError, "\"A2\"", "was deleted");
+    EXPECT_THROW_WITH(a2_->DisplayText(), HostError, "\"A2\"", "was deleted");
   });
 }
 
@@ -427,7 +424,7 @@ TEST_F(TreeTest, ClicksSelectRowsAndCheckBoxesReportTheStateTheRowHad) {
   Run([&](DialogDriver& d) {
     d.Click(a1_, 1);
     d.Click(a2_);
-    EXPECT_EQ(Texts(tree_->GetSelectedNodes()), std::vector<std::string>{"A2"});
+    EXPECT_EQ(Texts(tree_->GetSelectedNodes()), Strings{"A2"});
     tree_->SelectNodes({a_, b_}, true, false);  // programmatic, quietly
     tree_->SelectNode(a_, false, true);
     EXPECT_TRUE(b_->IsSelected());
@@ -448,7 +445,7 @@ TEST_F(TreeTest, ClicksSelectRowsAndCheckBoxesReportTheStateTheRowHad) {
     d.block("scroll0").SetShow(false);  // the tree's container
     EXPECT_THROW_WITH(d.Click(a_), ScriptError, "\"tree0\"", "hidden");
   });
-  EXPECT_EQ(events_, (std::vector<std::string>{"A1:1:on", "A2:0:on", "A:0:off", "B:1", "A:2"}));
+  EXPECT_EQ(events_, (Strings{"A1:1:on", "A2:0:on", "A:0:off", "B:1", "A:2"}));
 }
 
 TEST_F(TreeTest, CellsAreEditedAsTextOrFromALists) {
@@ -479,7 +476,7 @@ TEST_F(TreeTest, CellsAreEditedAsTextOrFromALists) {
 
     const memory::CellEditor list = d.AskEditor(a_, 1);
     EXPECT_EQ(list.control, host::ControlType::ListBox);
-    EXPECT_EQ(list.options, (std::vector<std::string>{"", "甲", "乙"}));
+    EXPECT_EQ(list.options, (Strings{"", "甲", "乙"}));
     EXPECT_EQ(list.selected, 1);
     EXPECT_TRUE(d.EditCell(a_, 2, "备注"));
     EXPECT_FALSE(d.EditCell(a_, 2, "拒绝"));
@@ -490,10 +487,10 @@ TEST_F(TreeTest, CellsAreEditedAsTextOrFromALists) {
     EXPECT_FALSE(d.ChooseOption(b_, 1, 2));
     EXPECT_TRUE(d.ChooseOption(b_, 1, -1));  // nothing chosen: the cell keeps its text
     EXPECT_EQ(b_->GetColumnDisplayText(1), "甲");
-    EXPECT_THROW_WITH(tree_->SetEditOptions({"x"}, 0), host::HostError,
+    EXPECT_THROW_WITH(tree_->SetEditOptions({"x"}, 0), HostError,
                       "outside the edit-control handler");
   });
-  EXPECT_EQ(events_, (std::vector<std::string>{"B1:1甲", "B1:2乙", "B1:-1"}));
+  EXPECT_EQ(events_, (Strings{"B1:1甲", "B1:2乙", "B1:-1"}));
 }
 
 TEST_F(TreeTest, ContextMenusDoubleClicksAndButtonsPressedByDialogTitleAndLabel) {
@@ -510,7 +507,7 @@ TEST_F(TreeTest, ContextMenusDoubleClicksAndButtonsPressedByDialogTitleAndLabel)
           menu->AddSeparator();
           menu->AddMenuItem(2, "取消相同件");
         }
-        EXPECT_THROW_WITH(menu->AddMenuItem(0, "again"), host::HostError, "already has an item 0");
+        EXPECT_THROW_WITH(menu->AddMenuItem(0, "again"), HostError, "already has an item 0");
       }
       tree->SetMenu(menu);
     });
@@ -534,8 +531,8 @@ TEST_F(TreeTest, ContextMenusDoubleClicksAndButtonsPressedByDialogTitleAndLabel)
                       "offered: 0 隐藏, 1 显示");
     d.DoubleClick(b_, 1);
   });
-  EXPECT_EQ(events_, (std::vector<std::string>{"menu A1:2", "double B:1:selected", "执行"}));
-  EXPECT_EQ(updates_, std::vector<std::string>{"button0"});
+  EXPECT_EQ(events_, (Strings{"menu A1:2", "double B:1:selected", "执行"}));
+  EXPECT_EQ(updates_, Strings{"button0"});
   // With no dialog shown there is no window to find.
   EXPECT_FALSE(host_.platform().PressDialogButton("样例", "执行"));
 }
