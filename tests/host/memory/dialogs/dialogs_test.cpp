@@ -24,17 +24,15 @@ using memory::ScriptError;
 using Strings = std::vector<std::string>;
 
 // Expects `statement` to throw E whose text contains every one of `parts`.
-#define EXPECT_THROW_WITH(statement, E, ...)                                 \
-  do {                                                                       \
-    try {                                                                    \
-      statement;                                                             \
-      ADD_FAILURE() << "no exception from " #statement;                      \
-    } catch (const E& e) {                                                   \
-      for (const std::string& part : Strings{__VA_ARGS__}) {                 \
-        EXPECT_NE(std::string(e.what()).find(part), std::string::npos)       \
-            << "\"" << e.what() << "\" does not contain \"" << part << "\""; \
-      }                                                                      \
-    }                                                                        \
+#define EXPECT_THROW_WITH(statement, E, ...)                         \
+  do {                                                               \
+    try {                                                            \
+      statement;                                                     \
+      ADD_FAILURE() << "no exception from " #statement;              \
+    } catch (const E& e) {                                           \
+      for (const std::string& part : Strings{__VA_ARGS__})           \
+        EXPECT_PRED_FORMAT2(::testing::IsSubstring, part, e.what()); \
+    }                                                                \
   } while (0)
 
 // A layout used by most tests: the block kinds with values, in groups.
@@ -197,10 +195,8 @@ TEST_F(DialogsTest, ShowRunsTheHandlersInOrderAndNestedDialogsGetTheirOwnDrivers
     events.push_back("driver");
     EXPECT_FALSE(d.Ok());
     EXPECT_EQ(d.Apply(), 7);
-    EXPECT_FALSE(d.closed());
     ok_result = 0;
     EXPECT_TRUE(d.Ok());
-    EXPECT_TRUE(d.closed());
   });
   EXPECT_EQ(response, host::kResponseOk);
   EXPECT_EQ(events, (Strings{"initialize", "shown", "driver", "ok", "apply", "ok"}));
@@ -262,7 +258,7 @@ TEST_F(DialogsTest, ShowWithoutADriverOrADriverThatLeavesItOpenFailsClearly) {
 
 // --- Values and selections ------------------------------------------------------------
 
-TEST_F(DialogsTest, ValuesComeFromTheLayoutAndChangesCallUpdate) {
+TEST_F(DialogsTest, ValuesComeFromTheLayoutChangesCallUpdateAndHiddenOrDisabledBlocksRefuse) {
   auto dialog = Sample();
   RunSample(*dialog, [](DialogDriver& d) {
     EXPECT_EQ(d.ListItems("string0"), (Strings{"甲", "乙"}));
@@ -286,15 +282,7 @@ TEST_F(DialogsTest, ValuesComeFromTheLayoutAndChangesCallUpdate) {
     EXPECT_EQ(d.WideString("string0"), L"新");
     EXPECT_EQ(d.EnumText("enum0"), "二");
     EXPECT_DOUBLE_EQ(dynamic_cast<host::SpecifyVector&>(d.block("vector0")).Vector().Y, 1.0);
-    d.Close();
-  });
-  EXPECT_EQ(updates_, (Strings{"toggle0", "toggle0", "double0", "string0", "enum0", "lines0",
-                               "vector0", "button0", "button0"}));
-}
-
-TEST_F(DialogsTest, TheDesignerCannotUseHiddenDisabledOrMistypedBlocks) {
-  auto dialog = Sample();
-  RunSample(*dialog, [](DialogDriver& d) {
+    // The designer cannot use hidden, disabled or mistyped blocks.
     EXPECT_THROW_WITH(d.SetToggle("toggle_hidden", true), ScriptError, "\"toggle_hidden\"",
                       "hidden");
     EXPECT_THROW_WITH(d.Press("button_off"), ScriptError, "disabled");
@@ -305,7 +293,8 @@ TEST_F(DialogsTest, TheDesignerCannotUseHiddenDisabledOrMistypedBlocks) {
     d.SetToggle("toggle_hidden", true);
     d.Close();
   });
-  EXPECT_EQ(updates_, Strings{"toggle_hidden"});
+  EXPECT_EQ(updates_, (Strings{"toggle0", "toggle0", "double0", "string0", "enum0", "lines0",
+                               "vector0", "button0", "button0", "toggle_hidden"}));
 }
 
 TEST_F(DialogsTest, PicksPassTheFilterAndTakeBodiesOnly) {
@@ -353,9 +342,8 @@ class TreeTest : public DialogsTest {
   // runs the driver and closes the dialog if the driver did not.
   void Run(std::function<void(DialogDriver&)> driver) {
     RunSample(*dialog_, [&](DialogDriver& d) {
-      tree_->InsertColumn(0, "序号", 60);
-      tree_->InsertColumn(1, "名称", 120);
-      tree_->InsertColumn(2, "备注", 80);
+      for (int i = 0; const char* title : {"序号", "名称", "备注"})
+        tree_->InsertColumn(i++, title, 80);
       a_ = Row("A", nullptr);
       a1_ = Row("A1", a_);
       a2_ = Row("A2", a_);
@@ -372,8 +360,8 @@ class TreeTest : public DialogsTest {
     n->SetColumnDisplayText(1, text + "名");
     return n;
   }
-  std::vector<std::string> Texts(const std::vector<host::Node*>& nodes) {
-    std::vector<std::string> texts;
+  Strings Texts(const std::vector<host::Node*>& nodes) {
+    Strings texts;
     for (host::Node* n : nodes) texts.push_back(n->DisplayText());
     return texts;
   }
