@@ -1,7 +1,9 @@
 // The memory host against solids whose geometry is known.
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cmath>
+#include <map>
 #include <numbers>
 
 #include "host/memory/memory_host.h"
@@ -29,9 +31,7 @@ TEST(MemoryGeometry, ExactBoxesOfATurnedBlockAndASlantedCylinderInTheirOwnSystem
   ASSERT_EQ(host::Mtx3Initialize({std::cos(a), std::sin(a), 0}, {-std::sin(a), std::cos(a), 0}, m),
             0);
   const host::ExactBox box = h.bodies().AskBoundingBoxExact(block, CsysOn(h, m));
-  EXPECT_NEAR(box.distances[0], 100.0, 1e-6);
-  EXPECT_NEAR(box.distances[1], 50.0, 1e-6);
-  EXPECT_NEAR(box.distances[2], 20.0, 1e-6);
+  for (int i = 0; i < 3; ++i) EXPECT_NEAR(box.distances[i], (std::array{100, 50, 20})[i], 1e-6);
   // The corner is the turned block's corner, in absolute coordinates.
   const Point3d corner = host::ToAbsolute({-50, -25, 0}, {7, 3, 5}, m);
   EXPECT_NEAR(box.corner.X, corner.X, 1e-6);
@@ -46,9 +46,7 @@ TEST(MemoryGeometry, ExactBoxesOfATurnedBlockAndASlantedCylinderInTheirOwnSystem
   const Tag pin = h.AddBody(Shape::Cylinder(15, 80, {0, 0, 0}, {1, 1, 0}));
   ASSERT_EQ(host::Mtx3Initialize({1, 1, 0}, {-1, 1, 0}, m), 0);
   const host::ExactBox round = h.bodies().AskBoundingBoxExact(pin, CsysOn(h, m));
-  EXPECT_NEAR(round.distances[0], 80.0, 1e-6);
-  EXPECT_NEAR(round.distances[1], 30.0, 1e-6);
-  EXPECT_NEAR(round.distances[2], 30.0, 1e-6);
+  for (int i = 0; i < 3; ++i) EXPECT_NEAR(round.distances[i], (std::array{80, 30, 30})[i], 1e-6);
 }
 
 // A plate 200 x 120 x 30 with four holes through its thickness and two in a
@@ -64,10 +62,10 @@ Shape DrilledPlate() {
   return plate;
 }
 
-TEST(MemoryGeometry, FaceDataTellsHolesFromBossesAndSlots) {
+TEST(MemoryGeometry, FaceDataTellsHolesFromBossesAndSlotsAndTheVolumeCountsThemAll) {
   MemoryHost h;
   const Tag plate = h.AddBody(DrilledPlate());
-  int holes_z = 0, holes_x = 0, bosses = 0, slots = 0;
+  std::map<std::string, int> kinds;
   for (Tag f : h.bodies().BodyFaces(plate)) {
     const host::FaceData d = h.bodies().AskFaceData(f);
     if (d.type != host::kCylindricalFace) continue;
@@ -75,26 +73,32 @@ TEST(MemoryGeometry, FaceDataTellsHolesFromBossesAndSlots) {
     bool all_closed = true;
     for (Tag e : edges) all_closed = all_closed && h.bodies().AskCurveClosed(e) == 1;
     if (std::abs(d.radius - 10) < 1e-9 && d.norm_dir == 1) {
-      ++bosses;
+      ++kinds["boss"];
       EXPECT_NEAR(d.point.X, 100, 1e-9);
     } else if (std::abs(d.radius - 10) < 1e-9) {
-      ++slots;
+      ++kinds["slot"];
       EXPECT_FALSE(all_closed) << "a half-cylinder slot is bounded by open edges";
     } else {
       EXPECT_EQ(d.norm_dir, -1);
       EXPECT_EQ(edges.size(), 2u) << "a hole lists its two circles and no seam";
       EXPECT_TRUE(all_closed);
-      if (std::abs(std::abs(d.direction.Z) - 1) < 1e-12) ++holes_z;
-      if (std::abs(std::abs(d.direction.X) - 1) < 1e-12) ++holes_x;
+      if (std::abs(std::abs(d.direction.Z) - 1) < 1e-12) ++kinds["hole z"];
+      if (std::abs(std::abs(d.direction.X) - 1) < 1e-12) ++kinds["hole x"];
     }
   }
-  EXPECT_EQ(holes_z, 4);
-  EXPECT_EQ(holes_x, 2);
-  EXPECT_EQ(bosses, 1);
-  EXPECT_EQ(slots, 1);
+  EXPECT_EQ(kinds,
+            (std::map<std::string, int>{{"boss", 1}, {"hole x", 2}, {"hole z", 4}, {"slot", 1}}));
+  const double holes = 4 * kPi * 36 * 30 + 2 * kPi * 16 * 59;  // side holes are blind, 59 deep
+  const double boss = kPi * 100 * 15, slot = kPi * 100 / 2 * 30;
+  EXPECT_NEAR(h.bodies().Volume(plate), 200 * 120 * 30 - holes + boss - slot, 1e-3);
+  const host::Facets facets = h.bodies().AskFacets(plate, 0.01, 0.1);
+  EXPECT_GT(facets.triangles.size(), 100u);
+  for (const auto& t : facets.triangles)
+    for (int i : t) ASSERT_LT(static_cast<std::size_t>(i), facets.vertices.size());
+  EXPECT_THROW(h.bodies().AskFacets(plate, 0, 0.1), host::HostError);
 }
 
-TEST(MemoryGeometry, PlanarFacesEdgesAndMeasurement) {
+TEST(MemoryGeometry, PlanarFacesEdgesAndMassPropertiesOfABox) {
   MemoryHost h;
   const Tag box = h.AddBody(Shape::Box(10, 20, 30));
   const std::vector<Tag> faces = h.bodies().BodyFaces(box);
@@ -121,15 +125,6 @@ TEST(MemoryGeometry, PlanarFacesEdgesAndMeasurement) {
   const host::MassProperties mp = h.bodies().AskMassProperties(box);
   EXPECT_NEAR(mp.centroid.Z, 15, 1e-9);
   EXPECT_LT(mp.principal_moments[0], mp.principal_moments[2]);
-  const Tag plate = h.AddBody(DrilledPlate());
-  const double holes = 4 * kPi * 36 * 30 + 2 * kPi * 16 * 59;  // side holes are blind, 59 deep
-  const double boss = kPi * 100 * 15, slot = kPi * 100 / 2 * 30;
-  EXPECT_NEAR(h.bodies().Volume(plate), 200 * 120 * 30 - holes + boss - slot, 1e-3);
-  const host::Facets facets = h.bodies().AskFacets(plate, 0.01, 0.1);
-  EXPECT_GT(facets.triangles.size(), 100u);
-  for (const auto& t : facets.triangles)
-    for (int i : t) ASSERT_LT(static_cast<std::size_t>(i), facets.vertices.size());
-  EXPECT_THROW(h.bodies().AskFacets(plate, 0, 0.1), host::HostError);
 }
 
 TEST(MemoryGeometry, NeutralExportAndImportGiveNewBodies) {
