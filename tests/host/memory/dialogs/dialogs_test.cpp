@@ -8,6 +8,7 @@
 #include <fstream>
 #include <string>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "host/memory/dialogs/layout.h"
@@ -107,11 +108,7 @@ class DialogsTest : public ::testing::Test {
 // --- Layout files ------------------------------------------------------------------
 
 TEST_F(DialogsTest, BadLayoutsAreErrorsNamingFileAndLine) {
-  struct Case {
-    const char* xml;
-    Strings parts;
-  };
-  const Case cases[] = {
+  const std::pair<const char*, Strings> cases[] = {
       {"<dialog>\n<toggle id=\"a\">\n</dialog>", {"line 3"}},
       {"<window/>", {"line 1", "<window>"}},
       {"<dialog>\n  <tgogle id=\"a\"/>\n</dialog>", {"line 2", "unknown element <tgogle>"}},
@@ -131,10 +128,10 @@ TEST_F(DialogsTest, BadLayoutsAreErrorsNamingFileAndLine) {
       {"<dialog title=\"\xB2\xC4\xC1\xCF\"/>", {"line 1", "not UTF-8", "invalid UTF-8"}},
       {"<dialog buttons=\"ok close\"/>", {"unknown dialog button \"close\""}},
   };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.xml);
-    EXPECT_THROW_WITH(memory::ParseLayout("Bad.dlx", c.xml), HostError, "Bad.dlx, line ");
-    EXPECT_THROW_WITH(memory::ParseLayout("Bad.dlx", c.xml), HostError, c.parts);
+  for (const auto& [xml, parts] : cases) {
+    SCOPED_TRACE(xml);
+    EXPECT_THROW_WITH(memory::ParseLayout("Bad.dlx", xml), HostError, "Bad.dlx, line ");
+    EXPECT_THROW_WITH(memory::ParseLayout("Bad.dlx", xml), HostError, parts);
   }
 }
 
