@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <tuple>
 
 #include "host/memory/dialogs/dialogs.h"
 #include "host/memory/memory_host.h"
@@ -86,12 +87,9 @@ TEST(MemoryPart, CoordinateSystemsAndTheWcs) {
   const Tag turned = cs.CreateCsys({10, 0, 0}, cs.CreateMatrix(m));
   cs.SetWcs(turned);
   const host::Point3d w = cs.MapPoint({12, 5, 1}, host::kRootCoords, host::kWorkCoords);
-  EXPECT_NEAR(w.X, 5, 1e-12);
-  EXPECT_NEAR(w.Y, -2, 1e-12);
-  EXPECT_NEAR(w.Z, 1, 1e-12);
+  EXPECT_EQ(std::tuple(w.X, w.Y, w.Z), std::tuple(5.0, -2.0, 1.0));
   const host::Point3d back = cs.MapPoint(w, host::kWorkCoords, host::kRootCoords);
-  EXPECT_NEAR(back.X, 12, 1e-12);
-  EXPECT_NEAR(back.Y, 5, 1e-12);
+  EXPECT_EQ(std::tuple(back.X, back.Y, back.Z), std::tuple(12.0, 5.0, 1.0));
   EXPECT_EQ(cs.PartCsys(h.session().WorkPart()), std::vector<Tag>{turned});
   // Deleting the system the WCS is gives the absolute system back.
   h.objects().Delete(turned);
