@@ -3,8 +3,6 @@
 // it logged.
 #pragma once
 
-#include <unistd.h>
-
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -19,17 +17,8 @@ namespace report_test {
 
 // The Chromium program, or nothing when none is installed.
 inline std::optional<std::string> FindChromium() {
-  const char* names[] = {"chromium", "chromium-browser", "google-chrome"};
-  const char* path = std::getenv("PATH");
-  std::string dirs = path ? path : "/usr/bin:/bin";
-  std::stringstream split(dirs);
-  std::string dir;
-  while (std::getline(split, dir, ':')) {
-    for (const char* name : names) {
-      const std::filesystem::path p = std::filesystem::path(dir) / name;
-      if (::access(p.c_str(), X_OK) == 0) return p.string();
-    }
-  }
+  for (const std::string name : {"chromium", "chromium-browser", "google-chrome"})
+    if (std::system(("command -v " + name + " >/dev/null 2>&1").c_str()) == 0) return name;
   return std::nullopt;
 }
 
@@ -80,8 +69,8 @@ inline std::size_t Count(const std::string& text, const std::string& needle) {
   return n;
 }
 
-// The markup of the element that starts with `open` (e.g. `id="row-3"`) up to
-// the end of its section, or "" when it is not there.
+// The markup of the section that holds `marker` (e.g. `id="row-3"`), or ""
+// when it is not there.
 inline std::string Section(const std::string& dom, const std::string& marker) {
   const std::size_t at = dom.find(marker);
   if (at == std::string::npos) return "";

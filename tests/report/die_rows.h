@@ -1,6 +1,6 @@
 // Material rows as the material BOM tree shows them, made from the bodies of
 // a die in the in-memory host; the shipped sample configuration loaded into
-// a host. Shared by the report's tests, its benchmark and the sample report.
+// a host. Shared by the report's tests and its benchmark.
 #pragma once
 
 #include <algorithm>
@@ -101,14 +101,10 @@ inline std::vector<report::ReportRow> NumberRows(memory::MemoryHost& h,
     for (host::Tag b : list) {
       blank::MaterialParam p = calc.GetBodyMaterialParam(b);
       auto info = std::make_unique<blank::BodyInfo>(h, b);
-      Group* same = nullptr;
-      if (group_identical)
-        for (Group& g : groups)
-          if (info->IsSameBody(*g.info)) {
-            same = &g;
-            break;
-          }
-      if (same) {
+      auto same = std::find_if(groups.begin(), groups.end(), [&](const Group& g) {
+        return group_identical && info->IsSameBody(*g.info);
+      });
+      if (same != groups.end()) {
         same->bodies.push_back(b);
         continue;
       }

@@ -68,6 +68,17 @@ std::string ReasonOf(const report::ReportResult& r, std::size_t row, FlagKind ki
   return "<none>";
 }
 
+// The message of the exception `write` throws, or "no error".
+template <class Write>
+std::string ErrorOf(Write write) {
+  try {
+    write();
+  } catch (const std::exception& e) {
+    return e.what();
+  }
+  return "no error";
+}
+
 struct ReportTest : ::testing::Test {
   MemoryHost h;
   config::MaterialBomSettings settings = ShopSettings();
@@ -153,14 +164,11 @@ TEST_F(ReportTest, FlagsFireOnTheBodiesBuiltForThemAndOnNoOthers) {
   EXPECT_TRUE(r.problems.empty());
   EXPECT_EQ(r.bytes, page.str().size());
 
-  // The page: UTF-8 reasons in the flagged rows, the flags' names on them.
-  const std::string html = page.str();
-  EXPECT_NE(html.find(text::GbkToUtf8(ReasonOf(r, 1, FlagKind::kHoleDirection))),
+  // The page: the reasons in UTF-8 (the flags on each row are checked in
+  // the browser below).
+  EXPECT_NE(page.str().find(text::GbkToUtf8(ReasonOf(r, 1, FlagKind::kHoleDirection))),
             std::string::npos);
-  EXPECT_NE(Section(html, "id=\"row-2\"").find("data-flags=\"holes\""), std::string::npos);
-  EXPECT_NE(Section(html, "id=\"row-4\"").find("data-flags=\"same\""), std::string::npos);
-  EXPECT_NE(Section(html, "id=\"row-8\"").find("data-flags=\"\""), std::string::npos);
-  EXPECT_NE(html.find("id=\"body-count\">10<"), std::string::npos);
+  EXPECT_NE(page.str().find("id=\"body-count\">10<"), std::string::npos);
 
   // A stricter limit flags the cylinder in its square blank, not the round parts.
   report::ReportOptions strict;
@@ -225,12 +233,8 @@ TEST_F(ReportTest, BadInputGivesAClearMessageAndLosesNothing) {
   std::vector<ReportRow> short_row = rows;
   short_row.push_back({std::vector<std::string>(19), {}});
   std::ostringstream page;
-  try {
-    report::WriteBlankReport(h, short_row, {}, page);
-    ADD_FAILURE() << "no error";
-  } catch (const std::invalid_argument& e) {
-    EXPECT_STREQ(e.what(), "材料行2有19列，应为20列");
-  }
+  EXPECT_EQ(ErrorOf([&] { report::WriteBlankReport(h, short_row, {}, page); }),
+            "材料行2有19列，应为20列");
 
   // A body that is gone, a row without bodies, a name with a broken byte, a
   // body in an unreadable orientation: every row is still written.
@@ -262,12 +266,8 @@ TEST_F(ReportTest, BadInputGivesAClearMessageAndLosesNothing) {
   h.MapDrive('Q', dir.string());
   const report::ReportResult w = report::WriteBlankReport(h, rows, {}, "Q:\\report.html");
   EXPECT_EQ(fs::file_size(dir / "report.html"), w.bytes);
-  try {
-    report::WriteBlankReport(h, rows, {}, "Q:\\no\\such\\report.html");
-    ADD_FAILURE() << "no error";
-  } catch (const std::runtime_error& e) {
-    EXPECT_STREQ(e.what(), "无法写入毛坯报告：Q:\\no\\such\\report.html");
-  }
+  EXPECT_EQ(ErrorOf([&] { report::WriteBlankReport(h, rows, {}, "Q:\\no\\such\\report.html"); }),
+            "无法写入毛坯报告：Q:\\no\\such\\report.html");
 }
 
 TEST_F(ReportTest, IdenticalDrawingsAreWrittenOnce) {
@@ -366,17 +366,7 @@ TEST(ReportOnDies, TheSampleDieAndTheThousandBodyDieOpenInChromium) {
     EXPECT_TRUE(r.problems.empty()) << r.problems.front();
     EXPECT_EQ(r.drawings, rows.size());
     EXPECT_LT(r.bytes, 20u << 20);
-    if (bodies == 0) {
-      // The two identical die inserts are flagged as identical under two codes.
-      std::size_t same = 0;
-      for (const auto& f : r.flags)
-        if (f.kind == FlagKind::kSameBodyOtherCode &&
-            rows[f.row].columns[report::kNameColumn] == "凹模入子")
-          ++same;
-      EXPECT_GE(same, 2u);
-    } else {
-      EXPECT_EQ(r.bodies, TemplateBodies(h, settings).size());
-    }
+    EXPECT_EQ(r.bodies, TemplateBodies(h, settings).size());
     CheckInBrowser(*chromium, dir / "report.html", rows, r);
   }
 }
