@@ -45,6 +45,20 @@ class DialogTest : public ::testing::Test {
                                                  : "<none>";
   }
 
+  // The frame marks of a body as "top|left|bottom".
+  std::string Frames(Tag body) {
+    return Attr(body, "TOP_FRAME") + "|" + Attr(body, "LEFT_FRAME") + "|" +
+           Attr(body, "BOTTOM_FRAME");
+  }
+
+  // The top, left and bottom frame toggles of a layout whose top one is
+  // `top`, 1 for ticked.
+  static std::string Ticks(DialogDriver& d, const char* top) {
+    std::string out;
+    for (const char* id : {top, "toggle01", "toggle02"}) out += d.Toggle(id) ? "1" : "0";
+    return out;
+  }
+
   // The messages shown, as "title|text".
   std::vector<std::string> Messages() {
     std::vector<std::string> out;

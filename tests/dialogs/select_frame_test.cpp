@@ -14,9 +14,6 @@ class SelectFrameTest : public DialogTest {
     return host_.AddBody(
         Shape::Box(120, 80, 25, {x, 0, 0}).Drilled({x + 20, 20, 25}, {0, 0, -1}, 10, 25));
   }
-  std::vector<bool> Toggles(DialogDriver& d) {
-    return {d.Toggle("toggle0"), d.Toggle("toggle01"), d.Toggle("toggle02")};
-  }
 };
 
 TEST_F(SelectFrameTest, TheTogglesFollowThePickedBodyAndCancelMarksNothing) {
@@ -28,66 +25,50 @@ TEST_F(SelectFrameTest, TheTogglesFollowThePickedBodyAndCancelMarksNothing) {
   host_.attributes().SetString(other_value, "BOTTOM_FRAME", "Y ");
   SelectFrame dialog(host_);
   dialogs().QueueDriver("SelectFrame.dlx", [&](DialogDriver& d) {
-    using B = std::vector<bool>;
-    EXPECT_EQ(Toggles(d), (B{false, false, false}));
+    EXPECT_EQ(Ticks(d, "toggle0"), "000");
     d.Pick("bodySelect0", {unmarked});
-    EXPECT_EQ(Toggles(d), (B{true, true, true}));
+    EXPECT_EQ(Ticks(d, "toggle0"), "111");
     d.ClearSelection("bodySelect0");  // an empty selection changes nothing
-    EXPECT_EQ(Toggles(d), (B{true, true, true}));
+    EXPECT_EQ(Ticks(d, "toggle0"), "111");
     d.Pick("bodySelect0", {left});
-    EXPECT_EQ(Toggles(d), (B{false, true, false}));
+    EXPECT_EQ(Ticks(d, "toggle0"), "010");
     d.Pick("bodySelect0", {unmarked});  // not the first of the selection
-    EXPECT_EQ(Toggles(d), (B{false, true, false}));
+    EXPECT_EQ(Ticks(d, "toggle0"), "010");
     d.ClearSelection("bodySelect0");
     d.Pick("bodySelect0", {other_value});
-    EXPECT_EQ(Toggles(d), (B{false, false, false}));
+    EXPECT_EQ(Ticks(d, "toggle0"), "000");
     d.Cancel();
   });
   EXPECT_EQ(dialog.Show(), host::kResponseCancel);
   EXPECT_TRUE(dialog.GetSelectedBodies().empty());
-  EXPECT_EQ(Attr(unmarked, "TOP_FRAME"), "<none>");
-  EXPECT_EQ(Attr(other_value, "TOP_FRAME"), "y");
+  EXPECT_EQ(Frames(unmarked), "<none>|<none>|<none>");
+  EXPECT_EQ(Frames(other_value), "y|<none>|Y ");
 }
 
-TEST_F(SelectFrameTest, ApplyOnlyAddsMarks) {
+TEST_F(SelectFrameTest, ApplyOnlyAddsMarksAndABodyDeletedWhileSelectedIsSkipped) {
   const Tag a = Plate(0);
   const Tag b = Plate(200);
   host_.attributes().SetString(a, "BOTTOM_FRAME", "Y");
   SelectFrame dialog(host_);
   dialogs().QueueDriver("SelectFrame.dlx", [&](DialogDriver& d) {
     d.Pick("bodySelect0", {a, b});
-    EXPECT_EQ(Toggles(d), (std::vector<bool>{false, false, true}));
+    EXPECT_EQ(Ticks(d, "toggle0"), "001");
     d.SetToggle("toggle0", true);
     d.SetToggle("toggle02", false);
     EXPECT_EQ(d.Apply(), 0);
     d.Unpick("bodySelect0", {a});  // b is first now: it has a mark
-    EXPECT_EQ(Toggles(d), (std::vector<bool>{true, false, false}));
+    const Tag gone = Plate(400);   // deleted while selected: skipped
+    d.Pick("bodySelect0", {gone});
+    host_.objects().Delete(gone);
+    EXPECT_EQ(Ticks(d, "toggle0"), "100");
     d.SetToggle("toggle01", true);
     d.SetToggle("toggle0", false);
     EXPECT_TRUE(d.Ok());
   });
   EXPECT_EQ(dialog.Show(), host::kResponseOk);
-  EXPECT_EQ(Attr(a, "TOP_FRAME"), "Y");
-  EXPECT_EQ(Attr(a, "LEFT_FRAME"), "<none>");
-  EXPECT_EQ(Attr(a, "BOTTOM_FRAME"), "Y");
-  EXPECT_EQ(Attr(b, "TOP_FRAME"), "Y");
-  EXPECT_EQ(Attr(b, "LEFT_FRAME"), "Y");
-  EXPECT_EQ(Attr(b, "BOTTOM_FRAME"), "<none>");
+  EXPECT_EQ(Frames(a), "Y|<none>|Y");
+  EXPECT_EQ(Frames(b), "Y|Y|<none>");
   EXPECT_EQ(dialog.GetSelectedBodies(), (std::vector<Tag>{a, b, b}));
-}
-
-TEST_F(SelectFrameTest, ABodyDeletedWhileSelectedIsSkipped) {
-  const Tag a = Plate(0);
-  const Tag b = Plate(200);
-  SelectFrame dialog(host_);
-  dialogs().QueueDriver("SelectFrame.dlx", [&](DialogDriver& d) {
-    d.Pick("bodySelect0", {a, b});
-    host_.objects().Delete(a);
-    EXPECT_TRUE(d.Ok());
-  });
-  dialog.Show();
-  EXPECT_EQ(dialog.GetSelectedBodies(), std::vector<Tag>{b});
-  EXPECT_EQ(Attr(b, "TOP_FRAME"), "Y");
   EXPECT_TRUE(host_.message_log().empty());
 }
 
