@@ -21,8 +21,7 @@ using host::Vector3d;
 using memory::MemoryHost;
 using memory::Shape;
 
-constexpr double kPi = std::numbers::pi;
-constexpr double Deg(double d) { return d * kPi / 180.0; }
+constexpr double Deg(double d) { return d * std::numbers::pi / 180.0; }
 
 // Layers 10 (upper die shoe, code "UB") and 20 (lower plate, code "LP", an
 // equal-height layer); colours 6, 11 and 36 map to three steels.
@@ -47,7 +46,9 @@ inline Vector3d Rot(const Vector3d& v, double a) {  // about world Z
   return {v.X * std::cos(a) - v.Y * std::sin(a), v.X * std::sin(a) + v.Y * std::cos(a), v.Z};
 }
 
-inline void ExpectVec(const Vector3d& a, const Vector3d& b, double tol = 1e-9) {
+// A vector or a point against the expected coordinates.
+template <class V>
+void ExpectVec(const V& a, const Vector3d& b, double tol = 1e-9) {
   EXPECT_NEAR(a.X, b.X, tol);
   EXPECT_NEAR(a.Y, b.Y, tol);
   EXPECT_NEAR(a.Z, b.Z, tol);

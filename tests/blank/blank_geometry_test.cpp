@@ -20,26 +20,14 @@ TEST(BlankSpec, HalfUnitsFormatsAndAllowances) {
   EXPECT_DOUBLE_EQ(blank::BlankExtent(-10.3, 0), 10.5);  // absolute first
   EXPECT_DOUBLE_EQ(blank::BlankExtent(-10.3, 1), 10.3);
   EXPECT_EQ(blank::FormatSpec(100, 50, 20.04), "100.0x50.0x20.0");
-  EXPECT_EQ(blank::ApplyAllowance("100.0x50.0x20.0", "1_1_2_2_3"), "104.0x52.0x23.0");
+  // Whole and fractional allowances (the plain one and a round spec are
+  // applied to a body below); an allowance of another shape counts as zero; a
+  // spec that is not of three parts is left alone.
   EXPECT_EQ(blank::ApplyAllowance("100.0x50.0x20.0", "1.000_1.000_2.500_2.500_3.000"),
             "105.0x52.0x23.0");
-  // An allowance of another shape counts as zero; a spec that is not of three
-  // parts is left alone.
   EXPECT_EQ(blank::ApplyAllowance("100.0x50.0x20.0", "1_1_2_2"), "100.0x50.0x20.0");
   EXPECT_EQ(blank::ApplyAllowance("100.0x50.0x20.0", "a_b_c_d_e"), "100.0x50.0x20.0");
-  EXPECT_EQ(blank::ApplyAllowance("Φ30.0xH80.0", "1_1_2_2_3"), std::nullopt);
   EXPECT_EQ(blank::ApplyAllowance("100x50x20x5", "1_1_2_2_3"), std::nullopt);
-}
-
-TEST(BlankGeometry, RoundPartSpec) {
-  MemoryHost h;
-  BlankGeometry g(h, BomOptions{});
-  const Tag punch = h.AddBody(Shape::Cylinder(15, 80));
-  const auto e = g.BlankExtents(punch);
-  h.attributes().SetString(punch, "圆件", "N");
-  EXPECT_EQ(g.SpecOf(punch, e), "30.0x30.0x80.0");
-  h.attributes().SetString(punch, "圆件", "Y");
-  EXPECT_EQ(g.SpecOf(punch, e), "Φ30.0xH80.0");
 }
 
 TEST(BlankGeometry, MatricesAndSystems) {
@@ -76,9 +64,16 @@ TEST(BlankGeometry, MatricesAndSystems) {
   EXPECT_FALSE(BlankGeometry::IsVectotParallel({0, 0, 1}, {0.006, 0, 1}, 0.005));
 }
 
-TEST(BlankGeometry, ResetBodyOffset) {
+TEST(BlankGeometry, RoundPartSpecAndTheAllowanceOnTheBody) {
   MemoryHost h;
   BlankGeometry g(h, BomOptions{});
+  const Tag punch = h.AddBody(Shape::Cylinder(15, 80));
+  const auto e = g.BlankExtents(punch);
+  h.attributes().SetString(punch, "圆件", "N");
+  EXPECT_EQ(g.SpecOf(punch, e), "30.0x30.0x80.0");
+  h.attributes().SetString(punch, "圆件", "Y");
+  EXPECT_EQ(g.SpecOf(punch, e), "Φ30.0xH80.0");
+
   const Tag body = h.AddBody(Shape::Box(100, 50, 20));
   // Nothing to apply without both attributes, or to a round spec.
   h.attributes().SetString(body, "材料规格", "100.0x50.0x20.0");

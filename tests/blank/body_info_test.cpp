@@ -15,8 +15,7 @@ TEST(BlankBodyInfo, CornersAndExtentsInTheWorkSystem) {
   MemoryHost h;
   const Tag body = h.AddBody(Shape::Box(100, 50, 20, {10, 20, 30}), 7);
   BodyInfo info(h, body);
-  ExpectVec({info.GetMaxCorner().X, info.GetMaxCorner().Y, info.GetMaxCorner().Z}, {110, 70, 50},
-            1e-6);
+  ExpectVec(info.GetMaxCorner(), {110, 70, 50}, 1e-6);
 
   // A work system turned 90 degrees about Z at (1, 2, 3): the box is measured
   // along its axes after a refresh, and points map both ways.
@@ -28,30 +27,38 @@ TEST(BlankBodyInfo, CornersAndExtentsInTheWorkSystem) {
   EXPECT_NEAR(info.GetBodyLength(), 50, 1e-6);
   EXPECT_NEAR(info.GetBodyWide(), 100, 1e-6);
   const Point3d local = info.MapPointToWCS(info.GetMinCorner());
-  ExpectVec({local.X, local.Y, local.Z}, {18, -109, 27}, 1e-6);
-  const Point3d back = info.MapPointToABS(local);
-  ExpectVec({back.X, back.Y, back.Z}, {info.GetMinCorner().X, info.GetMinCorner().Y, 30}, 1e-9);
+  ExpectVec(local, {18, -109, 27}, 1e-6);
+  ExpectVec(info.MapPointToABS(local), {info.GetMinCorner().X, info.GetMinCorner().Y, 30});
 }
 
 // A punch with a rectangular shank, a round head off the shank's middle and a
 // pilot hole: no symmetry at all.
-Shape ShapedPunch(double hole_x = 6.0) {
-  return Shape::Box(20, 12, 60)
-      .Fuse(Shape::Cylinder(11, 8, {8, 6, 60}))
+Shape ShapedPunch(double hole_x = 6.0, double shank = 60.0) {
+  return Shape::Box(20, 12, shank)
+      .Fuse(Shape::Cylinder(11, 8, {8, 6, shank}))
       .Drilled({hole_x, 6, 0}, {0, 0, 1}, 4, 20);
+}
+
+// The outline mirrored in the YZ plane, counterclockwise again.
+std::vector<Point3d> Mirrored(std::vector<Point3d> outline) {
+  for (Point3d& p : outline) p.X = -p.X;
+  std::reverse(outline.begin(), outline.end());
+  return outline;
+}
+
+// The bodies among `others` that are the same part as `body`.
+std::vector<Tag> Same(MemoryHost& h, Tag body, const std::vector<Tag>& others) {
+  return BodyInfo(h, body).GetSameBodys(others);
 }
 
 // An L block with legs of different lengths and a blind hole from the top in
 // the long leg (a flat profile alone would be its own mirror image, turned
 // over).
 Shape LBlock(bool mirrored) {
-  std::vector<Point3d> outline{{0, 0, 0},   {80, 0, 0},  {80, 20, 0},
-                               {25, 20, 0}, {25, 50, 0}, {0, 50, 0}};
-  if (mirrored) {
-    for (Point3d& p : outline) p.X = -p.X;
-    std::reverse(outline.begin(), outline.end());  // counterclockwise again
-  }
-  return Shape::Prism(outline, 15).Drilled({mirrored ? -60.0 : 60.0, 10, 15}, {0, 0, -1}, 8, 6);
+  const std::vector<Point3d> outline{{0, 0, 0},   {80, 0, 0},  {80, 20, 0},
+                                     {25, 20, 0}, {25, 50, 0}, {0, 50, 0}};
+  return Shape::Prism(mirrored ? Mirrored(outline) : outline, 15)
+      .Drilled({mirrored ? -60.0 : 60.0, 10, 15}, {0, 0, -1}, 8, 6);
 }
 
 TEST(BlankBodyInfo, TurnedCopiesAreTheSameWhateverTheirSymmetry) {
@@ -65,18 +72,14 @@ TEST(BlankBodyInfo, TurnedCopiesAreTheSameWhateverTheirSymmetry) {
   // Numerical noise: a shift and a turn of 1e-9, a shank 1e-9 longer.
   const Tag noisy = h.AddBody(
       punch.Rotated({0, 0, 0}, {0, 0, 1}, Deg(37) + 1e-9).Translated({400 + 1e-9, 1e-9, 0}));
-  const Tag longer = h.AddBody(Shape::Box(20, 12, 60 + 1e-9)
-                                   .Fuse(Shape::Cylinder(11, 8, {8, 6, 60 + 1e-9}))
-                                   .Drilled({6, 6, 0}, {0, 0, 1}, 4, 20)
-                                   .Rotated({}, {1, 1, 1}, 2.0));
+  const Tag longer = h.AddBody(ShapedPunch(6.0, 60 + 1e-9).Rotated({}, {1, 1, 1}, 2.0));
   // The body itself is not listed; the pilot hole 0.1 mm off is another part.
   const Tag hole_off = h.AddBody(ShapedPunch(6.1));
-  BodyInfo info(h, a);
-  EXPECT_EQ(info.GetSameBodys(std::vector<Tag>{a, turned_z, turned_any, noisy, longer, hole_off}),
+  EXPECT_EQ(Same(h, a, {a, turned_z, turned_any, noisy, longer, hole_off}),
             (std::vector<Tag>{turned_z, turned_any, noisy, longer}));
   const Tag probe = Probe(h);
   std::vector<BodyInfo> others{BodyInfo(h, hole_off), BodyInfo(h, turned_z)};
-  EXPECT_EQ(info.GetSameBodys(others), std::vector<Tag>{turned_z});
+  EXPECT_EQ(BodyInfo(h, a).GetSameBodys(others), std::vector<Tag>{turned_z});
   EXPECT_EQ(LiveObjectsSince(h, probe), 0);  // nothing temporary is left behind
 
   // Equal principal moments leave the principal axes undefined: a square
@@ -97,15 +100,14 @@ TEST(BlankBodyInfo, TurnedCopiesAreTheSameWhateverTheirSymmetry) {
     const Tag q =
         h.AddBody(s.Rotated({10, 20, 30}, {0.3, -0.4, 1}, Deg(37)).Translated({0, 0, 500}));
     const Tag r = h.AddBody(s.Rotated({0, 0, 0}, {0, 0, 1}, Deg(90)));
-    EXPECT_EQ(BodyInfo(h, p).GetSameBodys(std::vector<Tag>{q, r}), (std::vector<Tag>{q, r}));
+    EXPECT_EQ(Same(h, p, {q, r}), (std::vector<Tag>{q, r}));
   }
   // The plate's middle hole 0.1 mm off the centre: another part, whichever way it lies.
   const Tag centred = h.AddBody(plate(50));
   const Tag off = h.AddBody(plate(50.1));
   const Tag off_turned = h.AddBody(plate(50.1).Rotated({50, 50, 0}, {0, 0, 1}, Deg(180)));
-  EXPECT_TRUE(BodyInfo(h, centred).GetSameBodys(std::vector<Tag>{off, off_turned}).empty());
-  EXPECT_EQ(BodyInfo(h, off).GetSameBodys(std::vector<Tag>{centred, off_turned}),
-            std::vector<Tag>{off_turned});
+  EXPECT_TRUE(Same(h, centred, {off, off_turned}).empty());
+  EXPECT_EQ(Same(h, off, {centred, off_turned}), std::vector<Tag>{off_turned});
 }
 
 TEST(BlankBodyInfo, AMirrorImageIsAnotherPart) {
@@ -115,22 +117,15 @@ TEST(BlankBodyInfo, AMirrorImageIsAnotherPart) {
   const Tag right_turned = h.AddBody(LBlock(true).Rotated({}, {0, 0, 1}, Deg(180)));
   const Tag right_flipped = h.AddBody(LBlock(true).Rotated({}, {1, 0, 0}, Deg(180)));
   const Tag left_turned = h.AddBody(LBlock(false).Rotated({}, {1, 1, 0}, Deg(123)));
-  BodyInfo info(h, left);
-  EXPECT_EQ(info.GetSameBodys(std::vector<Tag>{right, right_turned, right_flipped, left_turned}),
+  EXPECT_EQ(Same(h, left, {right, right_turned, right_flipped, left_turned}),
             std::vector<Tag>{left_turned});
-  EXPECT_EQ(BodyInfo(h, right).GetSameBodys(std::vector<Tag>{left, right_turned, right_flipped}),
+  EXPECT_EQ(Same(h, right, {left, right_turned, right_flipped}),
             (std::vector<Tag>{right_turned, right_flipped}));
   // A symmetric part is its own mirror image: an equal-legged L block.
   const std::vector<Point3d> even{{0, 0, 0},   {50, 0, 0},  {50, 20, 0},
                                   {20, 20, 0}, {20, 50, 0}, {0, 50, 0}};
-  std::vector<Point3d> mirrored = even;
-  for (Point3d& p : mirrored) p.X = -p.X;
-  std::reverse(mirrored.begin(), mirrored.end());
-  const Tag even_l = h.AddBody(Shape::Prism(even, 10));
-  EXPECT_EQ(BodyInfo(h, even_l)
-                .GetSameBodys(std::vector<Tag>{h.AddBody(Shape::Prism(mirrored, 10))})
-                .size(),
-            1u);
+  const Tag mirror = h.AddBody(Shape::Prism(Mirrored(even), 10));
+  EXPECT_EQ(Same(h, h.AddBody(Shape::Prism(even, 10)), {mirror}), std::vector<Tag>{mirror});
 }
 
 TEST(BlankBodyInfo, BodiesThatCannotBeMeasuredAreNeverTheSame) {
@@ -141,11 +136,9 @@ TEST(BlankBodyInfo, BodiesThatCannotBeMeasuredAreNeverTheSame) {
   const Tag sheet2 = h.AddBody(Shape::Sheet(30, 20, {0, 50, 0}));
   const Tag gone = h.AddBody(Shape::Box(30, 20, 10, {0, 100, 0}));
   h.objects().Delete(gone);
-  BodyInfo info(h, block);
-  EXPECT_EQ(info.GetSameBodys(std::vector<Tag>{sheet, gone, host::kNullTag, copy, block}),
-            std::vector<Tag>{copy});
-  EXPECT_TRUE(BodyInfo(h, sheet).GetSameBodys(std::vector<Tag>{sheet2, block}).empty());
-  EXPECT_TRUE(BodyInfo(h, gone).GetSameBodys(std::vector<Tag>{block, copy}).empty());
+  EXPECT_EQ(Same(h, block, {sheet, gone, host::kNullTag, copy, block}), std::vector<Tag>{copy});
+  EXPECT_TRUE(Same(h, sheet, {sheet2, block}).empty());
+  EXPECT_TRUE(Same(h, gone, {block, copy}).empty());
   // No volume, no orientation.
   Matrix3x3 m;
   EXPECT_FALSE(BodyInfo(h, sheet).GetBodyMinVolumeOrient(m, 0.05));
@@ -155,16 +148,16 @@ TEST(BlankBodyInfo, AttributesOfTheBodyOrItsFaces) {
   MemoryHost h;
   const Tag body = h.AddBody(Shape::Box(10, 10, 10));
   BodyInfo info(h, body);
-  std::string value = "untouched";
-  EXPECT_FALSE(info.GetBodyFacetAttr(body, "转图标识", value));
-  EXPECT_EQ(value, "untouched");
-  const Tag face = h.bodies().BodyFaces(body)[3];
-  h.attributes().SetString(face, "转图标识", "N");
-  EXPECT_TRUE(info.GetBodyFacetAttr(body, "转图标识", value));
-  EXPECT_EQ(value, "N");
+  // Whether found, and the value (left alone when not found).
+  auto facet_attr = [&] {
+    std::string value = "untouched";
+    return std::to_string(info.GetBodyFacetAttr(body, "转图标识", value)) + " " + value;
+  };
+  EXPECT_EQ(facet_attr(), "0 untouched");
+  h.attributes().SetString(h.bodies().BodyFaces(body)[3], "转图标识", "N");
+  EXPECT_EQ(facet_attr(), "1 N");
   h.attributes().SetString(body, "转图标识", "Y");  // the body's own wins
-  EXPECT_TRUE(info.GetBodyFacetAttr(body, "转图标识", value));
-  EXPECT_EQ(value, "Y");
+  EXPECT_EQ(facet_attr(), "1 Y");
 }
 
 }  // namespace

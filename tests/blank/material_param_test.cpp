@@ -2,13 +2,11 @@
 // and state rules, weights, ordering, remarks and the machining table.
 #include "blank/material_param_calculator.h"
 
-#include <unistd.h>
-
-#include <filesystem>
 #include <fstream>
 
 #include "blank_fixture.h"
 #include "host/text.h"
+#include "tests/support/scratch.h"
 
 namespace {
 
@@ -180,9 +178,7 @@ TEST_F(BlankParams, MachiningTableGivesNetWeightAndProcess) {
   // the measured net weight to the last digit, so that the two are equal.
   const Tag equal = h.AddBody(Shape::Box(100, 50, 10), 10, 11);
   const double net = h.bodies().Volume(equal) * 8.0 / 1000000.0;
-  const std::filesystem::path drive =
-      std::filesystem::path(::testing::TempDir()) / ("blank_d_" + std::to_string(getpid()));
-  std::filesystem::create_directories(drive);
+  const std::filesystem::path drive = test_support::ScratchFolder("blank_d");
   h.MapDrive('D', drive.string());
   std::ofstream(drive / "maching_process_bom.csv", std::ios::binary)
       << ("重量限制,密度(g/cm),实体颜色,10,20\r\n" + text::Format("%.17g", net) +
@@ -220,7 +216,6 @@ TEST_F(BlankParams, MachiningTableGivesNetWeightAndProcess) {
   settings.blank_density = 0.0;
   calc = Calc();
   EXPECT_EQ(weights(marked), "0.000|");
-  std::filesystem::remove_all(drive);
 }
 
 TEST_F(BlankParams, SheetsDeletedBodiesAndRecordLookup) {

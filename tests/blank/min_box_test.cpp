@@ -19,6 +19,7 @@ using blank::Point2d;
 using host::Matrix3x3;
 using host::Point3d;
 using host::Vector3d;
+constexpr double kPi = std::numbers::pi;
 
 Matrix3x3 RandomRotation(std::mt19937& rng) {
   std::normal_distribution<double> n(0.0, 1.0);
@@ -29,9 +30,7 @@ Matrix3x3 RandomRotation(std::mt19937& rng) {
 
 std::vector<Point3d> Rotate(const std::vector<Point3d>& pts, const Matrix3x3& m) {
   std::vector<Point3d> out;
-  for (const Point3d& p : pts)
-    out.push_back({m.Xx * p.X + m.Xy * p.Y + m.Xz * p.Z, m.Yx * p.X + m.Yy * p.Y + m.Yz * p.Z,
-                   m.Zx * p.X + m.Zy * p.Y + m.Zz * p.Z});
+  for (const Point3d& p : pts) out.push_back(host::ToLocal(p, {}, m));
   return out;
 }
 
@@ -58,8 +57,8 @@ void ExpectValidBox(const OrientedBox& b, const std::vector<Point3d>& pts) {
   EXPECT_NEAR(host::Dot(x, y), 0.0, 1e-12);
   EXPECT_NEAR(host::Dot(host::Cross(x, y), z), 1.0, 1e-12);
   for (const Point3d& p : pts) {
-    const Vector3d v{p.X, p.Y, p.Z};
-    const double s[3] = {host::Dot(v, x), host::Dot(v, y), host::Dot(v, z)};
+    const Point3d l = host::ToLocal(p, {}, b.axes);
+    const double s[3] = {l.X, l.Y, l.Z};
     for (int i = 0; i < 3; ++i) {
       EXPECT_GE(s[i], b.low[i] - 1e-9);
       EXPECT_LE(s[i], b.high[i] + 1e-9);
@@ -152,9 +151,8 @@ TEST(BlankMinBox, KnownOptimaAreExactAtEveryRotation) {
   cases.push_back(
       {"L", Prism({{0, 0}, {100, 0}, {100, 20}, {20, 20}, {20, 60}, {0, 60}}, 30), 100 * 60 * 30});
   std::vector<Point2d> hex;
-  for (int k = 0; k < 6; ++k)
-    hex.push_back(
-        {20 * std::cos(k * std::numbers::pi / 3), 20 * std::sin(k * std::numbers::pi / 3)});
+  for (const double a : {0.0, 1.0, 2.0, 3.0, 4.0, 5.0})
+    hex.push_back({20 * std::cos(a * kPi / 3), 20 * std::sin(a * kPi / 3)});
   cases.push_back({"hexagon", Prism(hex, 15), 40 * 20 * std::sqrt(3.0) * 15});
   // A right-angled wedge: flush with a leg or the slanted face, the same volume.
   cases.push_back({"wedge", Prism({{0, 0}, {100, 0}, {0, 30}}, 10), 100 * 30 * 10});
@@ -196,7 +194,7 @@ TEST(BlankMinBox, KnownOptimaAreExactAtEveryRotation) {
 // about its axis.
 double DenseSearch(const std::vector<Point3d>& pts, int n) {
   double best = std::numeric_limits<double>::infinity();
-  const double golden = std::numbers::pi * (3.0 - std::sqrt(5.0));
+  const double golden = kPi * (3.0 - std::sqrt(5.0));
   for (int i = 0; i < n; ++i) {
     const double z = 1.0 - (i + 0.5) / n;  // upper hemisphere
     const double r = std::sqrt(1 - z * z);
