@@ -6,6 +6,12 @@
 #include "host/objects.h"
 
 namespace memory {
+
+std::string WithArticle(const std::string& type) {
+  const bool vowel = !type.empty() && std::string("AEIOU").find(type[0]) != std::string::npos;
+  return (vowel ? "an " : "a ") + type;
+}
+
 namespace {
 
 // A node the designer acts on: alive, in a tree of this dialog that is shown
@@ -46,12 +52,17 @@ void RequireVisibleColumn(MemoryNode* node, int column, const char* action) {
   }
 }
 
+// "block "x" of F.dlx is an Integer, not a Toggle".
+ScriptError WrongKind(const std::string& id, const std::string& file, const std::string& type,
+                      const std::string& tail) {
+  return ScriptError("block \"" + id + "\" of " + file + " is " + WithArticle(type) + tail);
+}
+
 MemoryTree* TreeBlock(MemoryDialog& dialog, const std::string& id) {
   host::UIBlock* block = dialog.ScriptBlock(id);
   auto* tree = dynamic_cast<MemoryTree*>(block);
   if (tree == nullptr) {
-    throw ScriptError("block \"" + id + "\" of " + dialog.layout().file + " is a " + block->Type() +
-                      ", not a Tree");
+    throw WrongKind(id, dialog.layout().file, block->Type(), ", not a Tree");
   }
   return tree;
 }
@@ -386,8 +397,7 @@ T& Typed(MemoryDialog& dialog, const std::string& id) {
   host::UIBlock* block = dialog.ScriptBlock(id);
   T* typed = dynamic_cast<T*>(block);
   if (typed == nullptr) {
-    throw ScriptError("block \"" + id + "\" of " + dialog.layout().file + " is a " + block->Type() +
-                      ", not a " + T::kType);
+    throw WrongKind(id, dialog.layout().file, block->Type(), ", not " + WithArticle(T::kType));
   }
   return *typed;
 }
@@ -430,8 +440,7 @@ std::string DialogDriver::Folder(const std::string& id) {
 std::vector<host::Tag> DialogDriver::Selected(const std::string& id) {
   host::UIBlock* b = dialog().ScriptBlock(id);
   if (!MemoryDialog::Core(b).properties->Has("SelectedObjects")) {
-    throw ScriptError("block \"" + id + "\" of " + layout_file() + " is a " + b->Type() +
-                      ", which selects nothing");
+    throw WrongKind(id, layout_file(), b->Type(), ", which selects nothing");
   }
   return b->GetProperties().GetTaggedObjectVector("SelectedObjects");
 }

@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "host/dialogs.h"
-#include "host/memory/dialogs/layout.h"
 #include "host/memory/dialogs/dialogs.h"
+#include "host/memory/dialogs/layout.h"
 
 namespace memory {
 
@@ -302,6 +302,9 @@ class MemoryDialog final : public host::BlockDialog, public host::CompositeBlock
   FilterHandler filter_;
 };
 
+// "a Toggle", "an Integer".
+std::string WithArticle(const std::string& type);
+
 template <class T>
 T* MemoryDialog::Usable(const std::string& id, const char* action) {
   RequireOpen(action);
@@ -309,7 +312,7 @@ T* MemoryDialog::Usable(const std::string& id, const char* action) {
   T* typed = dynamic_cast<T*>(block);
   if (typed == nullptr) {
     throw ScriptError(std::string("cannot ") + action + " block \"" + id + "\" of " + layout_.file +
-                      ": it is a " + block->Type() + ", not a " + T::kType);
+                      ": it is " + WithArticle(block->Type()) + ", not " + WithArticle(T::kType));
   }
   if (!Visible(block)) {
     throw ScriptError(std::string("cannot ") + action + " block \"" + id + "\" of " + layout_.file +

@@ -283,7 +283,7 @@ TEST_F(DialogsTest, ValuesComeFromTheLayoutChangesCallUpdateAndHiddenOrDisabledB
     EXPECT_THROW_WITH(d.SetToggle("toggle_hidden", true), ScriptError, "\"toggle_hidden\"",
                       "hidden");
     EXPECT_THROW_WITH(d.Press("button_off"), ScriptError, "disabled");
-    EXPECT_THROW_WITH(d.SetToggle("integer0", true), ScriptError, "is a Integer, not a Toggle");
+    EXPECT_THROW_WITH(d.SetToggle("integer0", true), ScriptError, "is an Integer, not a Toggle");
     EXPECT_THROW_WITH(d.Press("nothing"), ScriptError, "Sample.dlx has no block \"nothing\"");
     EXPECT_THROW_WITH(d.SelectEnum("enum0", 3), ScriptError, "3 members", "no member 3");
     d.block("hidden_group").SetShow(true);  // as the program would
