@@ -1,7 +1,8 @@
 """Compares a written workbook with its template through xlrd.
 
-Usage: /usr/bin/python3 check_xls.py TEMPLATE OUTPUT EXPECTED.json
-EXPECTED: {"sheet": index, "cells": [[row, col, text], ...]}
+Usage: /usr/bin/python3 check_xls.py TEMPLATE OUTPUT EXPECTED
+EXPECTED: the sheet's index on the first line, then one line per written
+cell: "ROW COL HEX", HEX being the cell's text in UTF-8.
 
 Checks: the written cells read back exactly and keep the format (XF) of the
 template's cell there, or below the template's last row the format of that
@@ -9,14 +10,18 @@ row's cell in the same column; every other cell, the merged ranges, column
 and row formats, and every other sheet equal the template's; every stream but
 Workbook is byte-identical. Prints the differences and exits 1 on any.
 """
-import json
 import sys
 
 import xlrd
 from xlrd import compdoc
 
 template_path, output_path, expected_path = sys.argv[1:4]
-expected = json.load(open(expected_path, encoding="utf-8"))
+with open(expected_path, encoding="ascii") as f:
+    lines = f.read().split("\n")
+expected = {"sheet": int(lines[0]), "cells": []}
+for line in filter(None, lines[1:]):
+    r, c, text = (line.split(" ") + [""])[:3]
+    expected["cells"].append((int(r), int(c), bytes.fromhex(text).decode("utf-8")))
 problems = []
 
 

@@ -2,11 +2,8 @@
 // xlrd and by LibreOffice itself.
 #include <gtest/gtest.h>
 
-#include <cstring>
-
 #include "host/text.h"
 #include "tests/workbook/xls_support.h"
-#include "workbook/cfb.h"
 #include "workbook/xls_book.h"
 
 namespace {
@@ -14,17 +11,10 @@ namespace {
 using namespace wbtest;
 
 const fs::path kMaterialTemplate = fs::path(u8"samples/config/config/级进模/模具材料采购单.xls");
-const fs::path kPartTemplate = fs::path(u8"samples/config/config/模具标准件申购表.xls");
 
 const wchar_t* const kAstralName = L"凸模固定板 𠀀";  // U+20000 has no GBK form
 
 std::string U8(const char8_t* s) { return reinterpret_cast<const char*>(s); }
-
-std::uint32_t Get32(const std::string& s, std::size_t at) {
-  std::uint32_t v = 0;
-  std::memcpy(&v, s.data() + at, 4);
-  return v;
-}
 
 // The material export's cells: header fields and `rows` body rows from row 6,
 // columns 0 to 20 except 10.
@@ -140,82 +130,19 @@ TEST(XlsBook, MaterialExportIntoTheShippedTemplate) {
   EXPECT_FALSE(reread->ReadText(6, 10, &text) && text != L"块");
 }
 
-TEST(XlsBook, StandardPartExportIntoTheFirstSheet) {
-  TempDir dir;
-  const fs::path tmpl = SourceDir() / kPartTemplate;
-  const fs::path out = dir / u8"P1标准件BOM.xls";
-  fs::copy_file(tmpl, out);
-
-  std::vector<Cell> cells = {
-      {1, 2, L"Acme 汽车"}, {2, 2, L"DM-7"}, {3, 2, L""}, {2, 4, L"李工"}, {3, 7, L"250T"}};
-  for (int i = 0; i < 40; ++i) {
-    std::wstring n = std::to_wstring(i + 1);
-    const std::wstring row[12] = {n,   L"导柱", L"SGP25-" + n, L"MISUMI", L"4",   L"淬火",
-                                  L"", L"",     L"SUJ2",       L"米思米", L"5天", L"新增"};
-    for (int c = 0; c < 12; ++c)
-      if (c != 7) cells.push_back({6 + i, c, row[c]});
-  }
-  workbook::XlsBook book;
-  ASSERT_TRUE(book.Load(out.string())) << book.ErrorMessage();
-  workbook::Sheet* sheet = book.GetSheet(0);
-  ASSERT_NE(sheet, nullptr);
-  WriteAll(sheet, cells);
-  ASSERT_TRUE(book.Save(out.string())) << book.ErrorMessage();
-
-  EXPECT_EQ(CheckWithXlrd(dir, tmpl, out, 0, cells), "OK\n");
-  EXPECT_EQ(CheckStructure(ReadFile(out), 0), "");
-  ExpectLibreOfficeReads(dir, tmpl, out, U8(u8"标准件申购表"), cells);
-}
-
 // A template so small that its Workbook stream lives in the mini stream; it
 // has a run of numbers (MULRK), a row with a format of its own (row 2), and
 // two more sheets, one of them empty. Every column gets the format of the
 // one formatted cell (1,4), so that new cells show where their format comes from.
 fs::path SmallTemplate(const TempDir& dir) {
-  const std::string fods = R"(<?xml version="1.0" encoding="UTF-8"?>
-<office:document xmlns:office="urn:oasis:names:tc:opendocument:xmlns:office:1.0"
- xmlns:style="urn:oasis:names:tc:opendocument:xmlns:style:1.0"
- xmlns:table="urn:oasis:names:tc:opendocument:xmlns:table:1.0"
- xmlns:text="urn:oasis:names:tc:opendocument:xmlns:text:1.0"
- xmlns:fo="urn:oasis:names:tc:opendocument:xmlns:xsl-fo-compatible:1.0"
- office:version="1.2" office:mimetype="application/vnd.oasis.opendocument.spreadsheet">
-<office:automatic-styles>
-<style:style style:name="ceR" style:family="table-cell"><style:table-cell-properties fo:background-color="#ffff00"/></style:style>
-<style:style style:name="ceC" style:family="table-cell"><style:table-cell-properties fo:background-color="#00ffff"/></style:style>
-</office:automatic-styles>
-<office:body><office:spreadsheet>
-<table:table table:name="BOM">
-<table:table-row><table:table-cell office:value-type="string" table:number-columns-spanned="3"
- table:number-rows-spanned="1"><text:p>Order</text:p></table:table-cell>
- <table:covered-table-cell table:number-columns-repeated="2"/></table:table-row>
-<table:table-row><table:table-cell office:value-type="float" office:value="1.5"><text:p>1.5</text:p></table:table-cell>
- <table:table-cell office:value-type="float" office:value="2.5"><text:p>2.5</text:p></table:table-cell>
- <table:table-cell office:value-type="float" office:value="3.5"><text:p>3.5</text:p></table:table-cell>
- <table:table-cell office:value-type="float" office:value="4.5"><text:p>4.5</text:p></table:table-cell>
- <table:table-cell table:style-name="ceC"/></table:table-row>
-<table:table-row table:default-cell-style-name="ceR"><table:table-cell table:number-columns-repeated="1024"/></table:table-row>
-</table:table>
-<table:table table:name="Notes"><table:table-row><table:table-cell office:value-type="string">
- <text:p>kept</text:p></table:table-cell></table:table-row></table:table>
-<table:table table:name="Empty"><table:table-row><table:table-cell/></table:table-row></table:table>
-</office:spreadsheet></office:body></office:document>)";
-  WriteFile(dir / "small.fods", fods);
-  const fs::path converted = ConvertToXls(dir, dir / "small.fods");
+  const fs::path converted = ConvertToXls(dir, SourceDir() / "tests/workbook/small_template.fods");
   if (!fs::exists(converted)) return converted;
-  workbook::cfb::File file = workbook::cfb::Read(ReadFile(converted));
-  std::string& s = file.entries[std::size_t(file.Find(u"Workbook"))].data;
-  std::uint16_t cyan = 0;
-  for (int pass = 0; pass < 2; ++pass) {
-    for (std::size_t pos = 0; pos + 4 <= s.size();
-         pos += 4 + std::uint8_t(s[pos + 2]) + 256 * std::uint8_t(s[pos + 3])) {
-      if (pass == 0 && s[pos] == '\x01' && s[pos + 1] == '\x02')  // BLANK
-        std::memcpy(&cyan, &s[pos + 8], 2);
-      if (pass == 1 && s[pos] == '\x7D' && s[pos + 1] == 0)  // COLINFO
-        std::memcpy(&s[pos + 10], &cyan, 2);
-    }
-  }
   const fs::path tmpl = dir / "small.xls";
-  WriteFile(tmpl, workbook::cfb::Write(file));
+  WriteFile(tmpl, EditWorkbookStream(ReadFile(converted), [](std::string& s) {
+              const std::size_t cyan = RecordsOf(s, 0x0201).back() + 8;  // the BLANK's XF
+              for (std::size_t colinfo : RecordsOf(s, 0x007D))
+                s.replace(colinfo + 10, 2, s, cyan, 2);
+            }));
   return tmpl;
 }
 
@@ -369,38 +296,20 @@ TEST(XlsBook, SharedStringsSplitByTheRules) {
 // does not): rebuilt for the written sheet, moved along for the other one.
 TEST(XlsBook, IndexRecordsFollowTheirSheets) {
   TempDir dir;
-  workbook::cfb::File file = workbook::cfb::Read(ReadFile(SourceDir() / kMaterialTemplate));
-  std::string& s = file.entries[std::size_t(file.Find(u"Workbook"))].data;
-  std::vector<std::size_t> boundsheets, sheet_bofs;
-  for (std::size_t pos = 0; pos < s.size();
-       pos += 4 + std::uint8_t(s[pos + 2]) + 256 * std::uint8_t(s[pos + 3])) {
-    if (s[pos] == '\x85' && s[pos + 1] == 0) boundsheets.push_back(pos);
-    if (s[pos] == '\x09' && s[pos + 1] == '\x08' && pos > 0) sheet_bofs.push_back(pos);
-  }
-  ASSERT_EQ(boundsheets.size(), 2u);
-  // Insert from the back so the earlier offsets stay valid.
-  for (int i = 1; i >= 0; --i) {
-    std::size_t at = sheet_bofs[std::size_t(i)] + 20;  // after BOF
-    std::string index = std::string("\x0B\x02\x10\x00", 4) + std::string(16, '\0');
-    s.insert(at, index);
-    for (int j = i + 1; j < 2; ++j) {
-      std::size_t p = boundsheets[std::size_t(j)] + 4;
-      std::uint32_t v = Get32(s, p) + 20;
-      std::memcpy(&s[p], &v, 4);
-    }
-  }
-  // Point each INDEX at its sheet's DEFCOLWIDTH.
-  for (std::size_t pos = 0; pos < s.size();
-       pos += 4 + std::uint8_t(s[pos + 2]) + 256 * std::uint8_t(s[pos + 3])) {
-    static std::size_t last_index = 0;
-    if (s[pos] == '\x0B' && s[pos + 1] == '\x02') last_index = pos;
-    if (s[pos] == '\x55' && s[pos + 1] == 0) {
-      std::uint32_t v = std::uint32_t(pos);
-      std::memcpy(&s[last_index + 16], &v, 4);
-    }
-  }
   const fs::path tmpl = dir / "indexed.xls";
-  WriteFile(tmpl, workbook::cfb::Write(file));
+  WriteFile(tmpl, EditWorkbookStream(ReadFile(SourceDir() / kMaterialTemplate), [](std::string& s) {
+              const std::vector<std::size_t> bofs = RecordsOf(s, 0x0809);
+              ASSERT_EQ(bofs.size(), 3u) << "the globals and two sheets";
+              // Into the second sheet first, so that the first sheet's offset stays valid.
+              for (std::size_t bof : {bofs[2], bofs[1]})
+                s.insert(bof + 20, std::string("\x0B\x02\x10\x00", 4) + std::string(16, '\0'));
+              const std::size_t second = RecordsOf(s, 0x0085).at(1) + 4;
+              Put32(s, second, Get32(s, second) + 20);
+              // Each INDEX points at its sheet's DEFCOLWIDTH.
+              const auto index = RecordsOf(s, 0x020B), defcolwidth = RecordsOf(s, 0x0055);
+              for (std::size_t i = 0; i < index.size(); ++i)
+                Put32(s, index[i] + 16, std::uint32_t(defcolwidth.at(i)));
+            }));
   ASSERT_EQ(CheckStructure(ReadFile(tmpl), ~std::size_t(0)), "");
 
   std::vector<Cell> cells = MaterialCells(200);

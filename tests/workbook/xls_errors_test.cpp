@@ -19,18 +19,9 @@ const fs::path kTemplate = fs::path(u8"samples/config/config/级进模/模具材
 
 std::string Template() { return ReadFile(SourceDir() / kTemplate); }
 
-void Put32(std::string& s, std::size_t at, std::uint32_t v) { std::memcpy(&s[at], &v, 4); }
-std::uint32_t Get32(const std::string& s, std::size_t at) {
-  std::uint32_t v;
-  std::memcpy(&v, &s[at], 4);
-  return v;
-}
-
 // The template with its Workbook stream changed by `edit`.
 std::string WithStream(const std::function<void(std::string&)>& edit) {
-  workbook::cfb::File file = workbook::cfb::Read(Template());
-  edit(file.entries[std::size_t(file.Find(u"Workbook"))].data);
-  return workbook::cfb::Write(file);
+  return EditWorkbookStream(Template(), edit);
 }
 
 // Loading `bytes` fails with a message that contains `expected`.
@@ -117,16 +108,12 @@ TEST(XlsBookErrors, BadWorkbookStreams) {
                 "encrypted");
   // A sheet offset that points into the middle of a record.
   ExpectRefused(WithStream([](std::string& s) {
-                  for (std::size_t pos = 0; pos < s.size();
-                       pos += 4 + std::uint8_t(s[pos + 2]) + 256 * std::uint8_t(s[pos + 3]))
-                    if (s[pos] == '\x85' && s[pos + 1] == 0) Put32(s, pos + 4, 7);
+                  for (std::size_t at : RecordsOf(s, 0x0085)) Put32(s, at + 4, 7);
                 }),
                 "does not point at a sheet");
   // A shared string table cut short.
   ExpectRefused(WithStream([](std::string& s) {
-                  for (std::size_t pos = 0; pos < s.size();
-                       pos += 4 + std::uint8_t(s[pos + 2]) + 256 * std::uint8_t(s[pos + 3]))
-                    if (s[pos] == '\xFC' && s[pos + 1] == 0) s[pos + 12] = '\x7F';  // first cch
+                  s[RecordsOf(s, 0x00FC).at(0) + 12] = '\x7F';  // the first string's length
                 }),
                 "shared string");
 

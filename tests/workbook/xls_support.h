@@ -2,7 +2,9 @@
 // independent readers, and a check of the raw BIFF8 structures written.
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
@@ -44,16 +46,26 @@ std::map<std::string, std::vector<std::vector<std::string>>> ReadWithLibreOffice
 std::string CheckWithXlrd(const TempDir& dir, const fs::path& tmpl, const fs::path& output,
                           int sheet, const std::vector<Cell>& cells);
 
-// Structure of the Workbook stream of `xls`: shared string table rules and
-// counts, EXTSST, INDEX and DBCELL offsets. `new_from`: the first string
-// index that this program wrote (its compression is checked; ~0 for a file
-// written elsewhere, whose EXTSST is not checked either). Returns the
-// problems found, empty when none.
+// What the independent readers do not check in the Workbook stream of `xls`
+// and Excel relies on: record lengths, string headers kept whole across
+// CONTINUE records, the shared string table's counts, EXTSST (unless
+// `new_from` is ~0: a file written elsewhere), INDEX and DBCELL offsets.
+// Returns the problems found, empty when none.
 struct SstFacts {
   std::size_t strings = 0, continues = 0;
 };
 std::string CheckStructure(const std::string& xls, std::size_t new_from, SstFacts* facts = nullptr);
 
 std::string Utf8(const std::wstring& text);
+
+// Little-endian fields of a byte string.
+std::uint16_t Get16(const std::string& s, std::size_t at);
+std::uint32_t Get32(const std::string& s, std::size_t at);
+void Put32(std::string& s, std::size_t at, std::uint32_t value);
+// The offsets of the records of `type` in a BIFF8 stream, in order.
+std::vector<std::size_t> RecordsOf(const std::string& stream, std::uint16_t type);
+// The compound file `xls` with its Workbook stream changed by `edit`.
+std::string EditWorkbookStream(const std::string& xls,
+                               const std::function<void(std::string&)>& edit);
 
 }  // namespace wbtest
