@@ -78,7 +78,7 @@ TEST_F(AllowanceTest, TheRowsAllowanceIsAppliedToTheSizeInTheSystemGiven) {
     d.ChooseMenuItem(row, 4);
     EXPECT_EQ(row->GetColumnDisplayText(4), "104.0x52.0x23.0");
   });
-  EXPECT_EQ(BoxHeads("材料BOM"),
+  EXPECT_EQ(Boxes("材料BOM", true),
             (std::vector<std::string>{"2:保存BOM属性成功！", "2:保存BOM属性成功！"}));
   EXPECT_EQ(Attr(plate_, "材料余量"), "1.000_1.000_2.000_2.000_3.000");
   EXPECT_EQ(Attr(plate_, "材料规格"), "104.0x52.0x23.0");
@@ -105,6 +105,7 @@ TEST_F(AllowanceTest, ACancelledOrImpossibleSystemChangesNothing) {
     FillHeader(d);
     Node* row = Row(d, "UB-01");
     d.Click(row);  // shows the body's blank system
+    EXPECT_FALSE(host_.objects().IsBlanked(CsysNamed(identity_).at(0)));
     const auto rows = TreePicture(d);
     const auto before = Picture();
 
@@ -127,7 +128,7 @@ TEST_F(AllowanceTest, ACancelledOrImpossibleSystemChangesNothing) {
     EXPECT_EQ(Picture(), before);
     EXPECT_EQ(TreePicture(d), rows);
   });
-  EXPECT_EQ(BoxHeads("提示"), (std::vector<std::string>{"0:指定的向量无法创建坐标系"}));
+  EXPECT_EQ(Boxes("提示", true), (std::vector<std::string>{"0:指定的向量无法创建坐标系"}));
   EXPECT_TRUE(Boxes("材料BOM").empty());
 }
 
@@ -149,15 +150,19 @@ TEST_F(AllowanceTest, TheDesignersUndoToTheResetMarkRestoresTheBodyExactly) {
 }
 
 TEST_F(AllowanceTest, TheButtonAloneWorksOnTheSelectedRowOrSaysWhatIsMissing) {
+  const Tag sheet = host_.AddBody(Shape::Sheet(10, 10), 10);
   Open([&](DialogDriver& d, ExportMaterialBom&) {
     FillHeader(d);
     d.Press("button0");
-    EXPECT_EQ(BoxHeads("材料BOM"),
+    EXPECT_EQ(Boxes("材料BOM", true),
               std::vector<std::string>{"0:请先在清单中双击需要设置余量的实体"});
-    d.Click(Row(d, "UB-02"));
+    // A pick selects the body's row; only solids pass the filter.
+    EXPECT_EQ(d.Pick("bodySelect0", {sheet, other_}), (std::vector<Tag>{other_}));
+    EXPECT_EQ(d.tree("tree_control0").GetSelectedNodes(), std::vector<Node*>{Row(d, "UB-02")});
     QueueOffset(0, 0);
     host_.QueueCsys(System({1, 0, 0}, {0, 1, 0}));
     d.Press("button0");
+    EXPECT_TRUE(d.Selected("bodySelect0").empty());  // a button clears the picks
   });
   EXPECT_EQ(Attr(other_, "材料余量"), "0.000_0.000_0.000_0.000_0.000");
   EXPECT_EQ(Attr(plate_, "材料规格"), "1.0x1.0x1.0");  // the other row is untouched
@@ -179,7 +184,7 @@ TEST_F(AllowanceTest, AutomaticOrientationTurnsTheSelectedBodiesAndAddsTheirAllo
     d.Press("button019");
     EXPECT_EQ(Row(d, "UB-01")->GetColumnDisplayText(4), "104.0x52.0x23.0");
   });
-  EXPECT_EQ(BoxHeads("提示"), (std::vector<std::string>{"2:提示：", "2:提示："}));
+  EXPECT_EQ(Boxes("提示", true), (std::vector<std::string>{"2:提示：", "2:提示："}));
   EXPECT_EQ(host_.selection_requests().back().prompt, "选择需要自动摆正的实体");
   EXPECT_EQ(Attr(plate_, "材料规格"), "104.0x52.0x23.0");
   // X along the long edge, nearest world +X; Z up.

@@ -121,7 +121,7 @@ TEST_F(ResetTest, OnlyTheRightStringAndAConfirmedSelectionResetTheBodies) {
     EXPECT_EQ(Picture(), before);
     EXPECT_EQ(TreePicture(d), before_rows);
     EXPECT_EQ(
-        BoxHeads("材料BOM"),
+        Boxes("材料BOM", true),
         (std::vector<std::string>{"3:是否重设置？", "3:是否重设置？", "0:输入的验证字符串有误",
                                   "3:是否重设置？", "0:输入的验证字符串有误", "3:是否重设置？"}));
 

@@ -60,7 +60,7 @@ TEST_F(CommandTest, BalloonNumbersRunOverTheWholeTreeWithThreeDigits) {
   EXPECT_EQ(Attr(bodies[0], "材料代号"), "UB-001");
   EXPECT_EQ(Attr(bodies[7], "材料代号"), "PH-008");
   EXPECT_EQ(Attr(bodies[11], "材料代号"), "PH-012");
-  EXPECT_EQ(BoxHeads("提示"), std::vector<std::string>{"2:提示："});
+  EXPECT_EQ(Boxes("提示", true), std::vector<std::string>{"2:提示："});
 }
 
 TEST_F(CommandTest, NewBodiesShowsOnlyTheBodiesInTheChangedColour) {

@@ -29,17 +29,6 @@ using host::Tag;
 using memory::DialogDriver;
 using memory::Shape;
 
-inline fs::path SourceDir() {
-  const char* source = std::getenv("DIEBOM_SOURCE_DIR");
-  return fs::path(source ? source : ".");
-}
-
-// A row as the designer reads it: its depth and its twenty cells.
-struct RowView {
-  int depth = 0;
-  std::vector<std::string> cells;
-};
-
 class MaterialBomTest : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -49,7 +38,8 @@ class MaterialBomTest : public ::testing::Test {
       fs::create_directories(dir_ / drive);
       host_.MapDrive(drive[0], (dir_ / drive).string());
     }
-    fs::copy(SourceDir() / "samples" / "config", dir_ / "D" / "MYTOOL",
+    const char* source = std::getenv("DIEBOM_SOURCE_DIR");
+    fs::copy(fs::path(source ? source : ".") / "samples" / "config", dir_ / "D" / "MYTOOL",
              fs::copy_options::recursive);
     fs::create_directories(dir_ / "C/Users/designer/AppData/Local");
     fs::create_directories(dir_ / "C/Users/designer/Desktop");
@@ -109,14 +99,16 @@ class MaterialBomTest : public ::testing::Test {
     for (const auto& [id, value] : kHeader) d.SetString(id, std::string(value));
   }
 
-  static std::vector<RowView> Rows(DialogDriver& d) {
-    std::vector<RowView> out;
+  // The rows as shown: depth, check state, colour and the twenty cells, the
+  // modification time left out unless `modified`.
+  static std::vector<std::string> TreePicture(DialogDriver& d, bool modified = true) {
+    std::vector<std::string> out;
     for (Node* n : d.AllNodes("tree_control0")) {
-      RowView r;
-      r.depth = n->ParentNode() == nullptr ? 0 : 1;
+      std::string line = (n->ParentNode() ? "  " : "") + std::to_string(n->State()) + " " +
+                         std::to_string(n->ForegroundColor());
       for (int c = 0; c < material_bom::kMaterialColumnCount; ++c)
-        r.cells.push_back(n->GetColumnDisplayText(c));
-      out.push_back(std::move(r));
+        if (modified || c != material_bom::kColModified) line += "|" + n->GetColumnDisplayText(c);
+      out.push_back(line);
     }
     return out;
   }
@@ -132,12 +124,16 @@ class MaterialBomTest : public ::testing::Test {
     return host_.attributes().Has(object, title) ? host_.attributes().GetString(object, title)
                                                  : "<none>";
   }
-  // The message boxes with the title, as "type:first line".
-  std::vector<std::string> Boxes(const std::string& title) {
+  // The message boxes with the title, as "type:first line", or only up to
+  // its first line break.
+  std::vector<std::string> Boxes(const std::string& title, bool head = false) {
     std::vector<std::string> out;
-    for (const auto& m : host_.message_log())
+    for (const auto& m : host_.message_log()) {
+      const std::string line = m.lines.empty() ? "" : m.lines[0];
       if (m.title == title)
-        out.push_back(std::to_string(m.type) + ":" + (m.lines.empty() ? "" : m.lines[0]));
+        out.push_back(std::to_string(m.type) + ":" +
+                      (head ? line.substr(0, line.find('\n')) : line));
+    }
     return out;
   }
 
@@ -176,26 +172,6 @@ class CommandTest : public MaterialBomTest {
     out.push_back("wcs " + std::to_string(host_.csys().AskWcs()));
     return out;
   }
-  // The rows as shown: depth, check state, colour and the twenty cells.
-  static std::vector<std::string> TreePicture(DialogDriver& d) {
-    std::vector<std::string> out;
-    for (Node* n : d.AllNodes("tree_control0")) {
-      std::string line = (n->ParentNode() ? "  " : "") + std::to_string(n->State()) + " " +
-                         std::to_string(n->ForegroundColor());
-      for (int c = 0; c < material_bom::kMaterialColumnCount; ++c)
-        line += "|" + n->GetColumnDisplayText(c);
-      out.push_back(line);
-    }
-    return out;
-  }
-
-  // The message boxes with the title, as "type:text up to its first line break".
-  std::vector<std::string> BoxHeads(const std::string& title) {
-    std::vector<std::string> out;
-    for (const std::string& box : Boxes(title)) out.push_back(box.substr(0, box.find('\n')));
-    return out;
-  }
-
   void QueuePick(const std::vector<Tag>& bodies) {
     host_.QueueSelection({host::SelectionResponse::Ok, bodies});
   }
