@@ -12,15 +12,14 @@
 #include "entry/entry.h"
 #include "host/memory/dialogs/dialogs.h"
 #include "host/memory/memory_host.h"
+#include "tests/support/scratch.h"
 
 namespace entry_test {
 
 class EntryTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    std::string pattern = (std::filesystem::temp_directory_path() / "diebom-entry-XXXXXX").string();
-    ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-    dir_ = pattern;
+    dir_ = test_support::ScratchFolder("diebom-entry");
     std::filesystem::create_directories(dir_ / "R" / "config");
     host_.MapDrive('R', (dir_ / "R").string());
     host_.SetVariable("RQConfig", "R:");
@@ -29,7 +28,6 @@ class EntryTest : public ::testing::Test {
   void TearDown() override {
     entry::SetHost(nullptr);
     entry::SetMaterialBomFactory({});
-    std::filesystem::remove_all(dir_);
   }
 
   memory::MemoryDialogs& dialogs() { return host_.memory_dialogs(); }

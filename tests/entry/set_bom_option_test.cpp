@@ -5,6 +5,7 @@
 #include <fstream>
 
 #include "entry_fixture.h"
+#include "host/text.h"
 
 namespace {
 
@@ -13,21 +14,17 @@ using memory::DialogDriver;
 
 class SetBomOptionTest : public EntryTest {
  protected:
-  struct Options {
-    bool confirmed = false;
-    bool a = false, b = false, c = true;
-    int n = -1;
-  };
-
-  // Shows the options dialog with the driver; the options when confirmed.
-  Options ShowWith(std::function<void(DialogDriver&)> driver) {
+  // Shows the options dialog with the driver; "cancelled", or the options
+  // handed over when confirmed.
+  std::string ShowWith(std::function<void(DialogDriver&)> driver) {
     SetBomOption option(host_);
     dialogs().QueueDriver("SetBomOption.dlx", std::move(driver));
     option.Show();
-    Options o;
-    o.confirmed = option.IsOk();
-    if (o.confirmed) option.GetOption(o.a, o.b, o.c, o.n);
-    return o;
+    if (!option.IsOk()) return "cancelled";
+    bool a = false, b = false, c = true;
+    int n = -1;
+    option.GetOption(a, b, c, n);
+    return text::Format("a=%d b=%d c=%d n=%d", a, b, c, n);
   }
 
   // The tip lines the dialog shows.
@@ -42,23 +39,19 @@ class SetBomOptionTest : public EntryTest {
 };
 
 TEST_F(SetBomOptionTest, TheDependentToggleTicksSameBodiesAndOkHandsOverTheOptions) {
-  const Options o = ShowWith([](DialogDriver& d) {
-    d.SetToggle("toggle01", true);
-    EXPECT_TRUE(d.Toggle("toggle0"));
-    d.SetToggle("toggle0", false);  // unticking "toggle0" unticks "toggle01"
-    EXPECT_FALSE(d.Toggle("toggle01"));
-    d.SetToggle("toggle0", true);  // ticking it leaves "toggle01" off
-    EXPECT_FALSE(d.Toggle("toggle01"));
-    EXPECT_TRUE(d.Ok());
-  });
   // a: "toggle02", b: "toggle0", c: always false ("toggle01" is never read),
   // n: the first entry of "enum0".
-  EXPECT_TRUE(o.confirmed);
-  EXPECT_FALSE(o.a);
-  EXPECT_TRUE(o.b);
-  EXPECT_FALSE(o.c);
-  EXPECT_EQ(o.n, 0);
-  EXPECT_FALSE(ShowWith([](DialogDriver& d) { d.Cancel(); }).confirmed);
+  EXPECT_EQ(ShowWith([](DialogDriver& d) {
+              d.SetToggle("toggle01", true);
+              EXPECT_TRUE(d.Toggle("toggle0"));
+              d.SetToggle("toggle0", false);  // unticking "toggle0" unticks "toggle01"
+              EXPECT_FALSE(d.Toggle("toggle01"));
+              d.SetToggle("toggle0", true);  // ticking it leaves "toggle01" off
+              EXPECT_FALSE(d.Toggle("toggle01"));
+              EXPECT_TRUE(d.Ok());
+            }),
+            "a=0 b=1 c=0 n=0");
+  EXPECT_EQ(ShowWith([](DialogDriver& d) { d.Cancel(); }), "cancelled");
 }
 
 // Which set is active is the configuration folder's business; here: the
@@ -68,11 +61,9 @@ TEST_F(SetBomOptionTest, TheTipShowsTheActiveSetsFileLineByLine) {
   host_.UnsetVariable("RQConfig");  // no configuration folder at all
   EXPECT_TRUE(Tip().empty());
   host_.SetVariable("RQConfig", "R:");
-  Write("R:\\config\\bom_tip_config.txt", "A\nB\n");
-  EXPECT_EQ(Tip(), (std::vector<std::string>{"A", "B", ""}));
   Write("R:\\config\\standard.csv", "文件夹名称,有效配置\nA,N\nB,Y\n");
-  Write("R:\\config\\B\\bom_tip_config.txt", "提示：先选择图层");
-  EXPECT_EQ(Tip(), std::vector<std::string>{"提示：先选择图层"});
+  Write("R:\\config\\B\\bom_tip_config.txt", "提示：\r\n先选择图层");
+  EXPECT_EQ(Tip(), (std::vector<std::string>{"提示：", "先选择图层"}));
   EXPECT_TRUE(host_.message_log().empty());
 }
 
