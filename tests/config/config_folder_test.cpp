@@ -24,8 +24,6 @@ TEST_F(ConfigFolderTest, SetSelection) {
       // A table that cannot be read as one selects no set, without a word.
       {"文件夹名称,有效配置\r\n\"B,Y\r\n", "R:\\config"},
       {std::string("\xFF\xFEx\0,\0Y\0", 8), "R:\\config"},
-      // Code page 936's user-defined areas (0xAAA1, 0xFEFE) are text like any other.
-      {"文件夹名称,有效配置\r\n\xAA\xA1\xFE\xFE,Y\r\n", "R:\\config\\\xAA\xA1\xFE\xFE"},
   };
   for (const auto& [table, folder] : cases) {
     Write("R:\\config\\standard.csv", table);

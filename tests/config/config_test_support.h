@@ -3,22 +3,19 @@
 #pragma once
 
 #include <gtest/gtest.h>
-#include <stdlib.h>
 
 #include <filesystem>
 #include <string>
 
 #include "host/memory/memory_host.h"
+#include "tests/support/scratch.h"
 
 namespace config_test {
 
 class HostFolder : public ::testing::Test {
  protected:
   void SetUp() override {
-    std::string pattern =
-        (std::filesystem::temp_directory_path() / "diebom-config-XXXXXX").string();
-    ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-    dir_ = pattern;
+    dir_ = test_support::ScratchFolder("diebom-config");
     for (const char* drive : {"C", "D", "R"}) {
       std::filesystem::create_directories(dir_ / drive);
       host_.MapDrive(drive[0], (dir_ / drive).string());
@@ -28,7 +25,6 @@ class HostFolder : public ::testing::Test {
     host_.SetLocalAppDataFolder("C:\\Users\\designer\\AppData\\Local");
     std::filesystem::create_directories(dir_ / "C/Users/designer/AppData/Local");
   }
-  void TearDown() override { std::filesystem::remove_all(dir_); }
 
   // Writes `bytes` at the logic path `path`, creating its folders.
   void Write(const std::string& path, const std::string& bytes) {

@@ -12,17 +12,6 @@ namespace {
 
 using Cells = std::vector<std::string>;
 
-// The message of the ConfigError that parsing `bytes` throws.
-std::string ParseError(std::string_view bytes) {
-  try {
-    ParseCsv(bytes, "R:\\config\\t.csv");
-  } catch (const ConfigError& e) {
-    return e.what();
-  }
-  ADD_FAILURE() << "no error for " << text::GbkToUtf8(std::string(bytes));
-  return {};
-}
-
 TEST(ParseCsv, LineEndsOfEveryKindGiveTheSameTable) {
   for (const char* bytes : {"层,名\r\n10,上模座\r\n20,下模座\r\n", "层,名\n10,上模座\n20,下模座",
                             "层,名\r10,上模座\r20,下模座\r", "层,名\n10,上模座\r\n20,下模座\r"}) {
@@ -71,25 +60,32 @@ TEST(ParseCsv, Utf8IsConvertedAndBadBytesAreNamedByFileAndLine) {
   const std::string utf8 = text::GbkToUtf8("总图层,总名称\r\n10,上模座\r\n");
   for (const std::string& bytes : {"\xEF\xBB\xBF" + utf8, utf8})
     EXPECT_EQ(ParseCsv(bytes, "t.csv").Column("总名称"), (Cells{"上模座"}));
-  // A character GBK does not have (U+1F600) is named with its line.
-  std::string error = ParseError("\xEF\xBB\xBF" + utf8 + "20,\xF0\x9F\x98\x80\r\n");
-  EXPECT_EQ(error.rfind("配置文件：R:\\config\\t.csv 第3行：", 0), 0u) << text::GbkToUtf8(error);
-  // Not GBK: a lone lead byte before the line end, on line 3.
-  error = ParseError("层,名\r\n10,上模座\r\n20,\xB2\r\n");
-  EXPECT_EQ(error.rfind("配置文件：R:\\config\\t.csv 第3行：", 0), 0u) << text::GbkToUtf8(error);
-  EXPECT_NE(error.find("GBK"), std::string::npos);
   // Code page 936's user-defined areas are GBK as the host reads it.
   EXPECT_EQ(ParseCsv("名\r\n\xAA\xA1\xFE\xFE\r\n", "t.csv").Column("名"),
             (Cells{"\xAA\xA1\xFE\xFE"}));
-  // 0xFF never starts a GBK character; line 2 of LF lines.
-  EXPECT_NE(ParseError("层\n\xFF\xFF\n").find("第2行"), std::string::npos);
-  // UTF-16 text is refused as a whole.
-  const std::string utf16("\xFF\xFE\x61\0,\0b\0", 8);
-  EXPECT_NE(ParseError(utf16).find("UTF-16"), std::string::npos);
-  // A quote left open names the line where its cell began.
-  error = ParseError("层,名\r\n10,\"上模座\r\n20,下模座\r\n");
-  EXPECT_EQ(error.rfind("配置文件：R:\\config\\t.csv 第2行：", 0), 0u) << text::GbkToUtf8(error);
-  EXPECT_NE(error.find("引号"), std::string::npos);
+  const std::string file = "配置文件：R:\\config\\t.csv ";
+  const std::pair<std::string, std::string> bad[] = {
+      // A character GBK does not have (U+1F600), named with its line.
+      {"\xEF\xBB\xBF" + utf8 + "20,\xF0\x9F\x98\x80\r\n",
+       "第3行：UTF-8文本有误或含有GBK中没有的字符（第42个字节 0xF0）"},
+      // A lone lead byte before the line end; 0xFF never starts a character.
+      {"层,名\r\n10,上模座\r\n20,\xB2\r\n", "第3行：不是有效的GBK文本（第22个字节 0xB2）"},
+      {"层\n\xFF\xFF\n", "第2行：不是有效的GBK文本（第4个字节 0xFF）"},
+      // UTF-16 text is refused as a whole.
+      {std::string("\xFF\xFE\x61\0,\0b\0", 8),
+       "是UTF-16(Unicode)编码，请另存为\"CSV(逗号分隔)\"格式"},
+      // A quote left open names the line where its cell began.
+      {"层,名\r\n10,\"上模座\r\n20,下模座\r\n",
+       "第2行：引号未闭合（从这一行开始的单元格一直到文件末尾）"},
+  };
+  for (const auto& [bytes, message] : bad) {
+    try {
+      ParseCsv(bytes, "R:\\config\\t.csv");
+      ADD_FAILURE() << "no error for " << text::GbkToUtf8(bytes);
+    } catch (const ConfigError& e) {
+      EXPECT_EQ(text::GbkToUtf8(e.what()), text::GbkToUtf8(file + message));
+    }
+  }
 }
 
 TEST(SplitString, PiecesBetweenSeparators) {
