@@ -7,10 +7,23 @@
 #include <filesystem>
 #include <string>
 
+#include "config/csv.h"
 #include "host/memory/memory_host.h"
 #include "tests/support/scratch.h"
 
 namespace config_test {
+
+// The message of the ConfigError that `run` throws.
+template <class Run>
+std::string ConfigErrorOf(Run run) {
+  try {
+    run();
+  } catch (const config::ConfigError& e) {
+    return e.what();
+  }
+  ADD_FAILURE() << "no error";
+  return {};
+}
 
 class HostFolder : public ::testing::Test {
  protected:

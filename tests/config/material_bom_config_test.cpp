@@ -21,13 +21,7 @@ class MaterialBomSettingsTest : public config_test::HostFolder {
     Write("R:\\config\\bom_head_config.csv", "模具类型\r\n连续模\r\n");
   }
   std::string LoadError() {
-    try {
-      MaterialBomSettings::Load(host_);
-    } catch (const ConfigError& e) {
-      return e.what();
-    }
-    ADD_FAILURE() << "no error";
-    return {};
+    return config_test::ConfigErrorOf([&] { MaterialBomSettings::Load(host_); });
   }
 };
 
