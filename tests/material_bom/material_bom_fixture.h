@@ -124,15 +124,21 @@ class MaterialBomTest : public ::testing::Test {
     return host_.attributes().Has(object, title) ? host_.attributes().GetString(object, title)
                                                  : "<none>";
   }
-  // The message boxes with the title, as "type:first line", or only up to
-  // its first line break.
+  // The values of one attribute on each body.
+  std::vector<std::string> Attrs(const std::vector<Tag>& bodies, const std::string& title) {
+    std::vector<std::string> out;
+    for (Tag b : bodies) out.push_back(Attr(b, title));
+    return out;
+  }
+  // The message boxes with the title, as "type:lines" with the lines joined by
+  // line breaks, or only up to the first line break.
   std::vector<std::string> Boxes(const std::string& title, bool head = false) {
     std::vector<std::string> out;
     for (const auto& m : host_.message_log()) {
-      const std::string line = m.lines.empty() ? "" : m.lines[0];
-      if (m.title == title)
-        out.push_back(std::to_string(m.type) + ":" +
-                      (head ? line.substr(0, line.find('\n')) : line));
+      if (m.title != title) continue;
+      std::string text;
+      for (const std::string& line : m.lines) text += (text.empty() ? "" : "\n") + line;
+      out.push_back(std::to_string(m.type) + ":" + (head ? text.substr(0, text.find('\n')) : text));
     }
     return out;
   }
@@ -142,11 +148,17 @@ class MaterialBomTest : public ::testing::Test {
   std::unique_ptr<ExportMaterialBom> bom_;
 };
 
+// The commands work on a part saved before.
 class CommandTest : public MaterialBomTest {
  protected:
+  void SetUp() override {
+    MaterialBomTest::SetUp();
+    MarkSaved();
+  }
+
   // Every body and coordinate system of the part with all it carries, and the
-  // work coordinate system: one line each.
-  std::vector<std::string> Picture() {
+  // work coordinate system: one line each; then the rows of `tree` if given.
+  std::vector<std::string> Picture(DialogDriver* tree = nullptr) {
     std::vector<std::string> out;
     host::Objects& o = host_.objects();
     for (Tag b : host_.bodies().PartBodies(host_.session().WorkPart())) {
@@ -170,12 +182,23 @@ class CommandTest : public MaterialBomTest {
       out.push_back(buf);
     }
     out.push_back("wcs " + std::to_string(host_.csys().AskWcs()));
+    if (tree)
+      for (const std::string& row : TreePicture(*tree)) out.push_back(row);
     return out;
   }
   void QueuePick(const std::vector<Tag>& bodies) {
     host_.QueueSelection({host::SelectionResponse::Ok, bodies});
   }
   void QueueCancelledPick() { host_.QueueSelection({host::SelectionResponse::Cancel, {}}); }
+  // Presses `button` and cancels the pick it asks for: nothing changes. The
+  // request's title and prompt.
+  std::string CancelPick(DialogDriver& d, const std::string& button) {
+    const auto before = Picture(&d);
+    QueueCancelledPick();
+    d.Press(button);
+    EXPECT_EQ(Picture(&d), before) << button;
+    return host_.selection_requests().back().title + "|" + host_.selection_requests().back().prompt;
+  }
 
   // The top-level row whose code column shows `code`.
   static Node* Row(DialogDriver& d, const std::string& code) {

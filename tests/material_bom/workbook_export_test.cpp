@@ -30,7 +30,7 @@ TEST(WorkbookExport, CodesSizesAndFoldersAsTheSheetShowsThem) {
 }
 
 TEST(WorkbookExport, HeaderAndRowsReadBackByXlrdWithTheTemplateIntact) {
-  const wbtest::TempDir dir;
+  const fs::path dir = wbtest::ScratchDir();
   const fs::path tmpl =
       wbtest::SourceDir() / fs::path(u8"samples/config/config/级进模/模具材料采购单.xls");
   const fs::path out = dir / "out.xls";
