@@ -156,30 +156,27 @@ TEST_F(MaterialBomSettingsTest, CommonSettingsEdgeValues) {
 
 TEST_F(MaterialBomSettingsTest, MachiningProcessTableAndBlankDensity) {
   WriteRequired();
-  // Absent: no weight limit object and a blank density of 0.0, while the
-  // table's own density is the configured one.
-  MaterialBomSettings s = MaterialBomSettings::Load(host_);
-  EXPECT_FALSE(s.HasMachiningProcess());
-  EXPECT_DOUBLE_EQ(s.blank_density, 0.0);
-  EXPECT_DOUBLE_EQ(s.material.density, 7.85);
-
+  // Whether there is a table, its weight limit, the blank density and the
+  // configured density.
+  auto weights = [this] {
+    const MaterialBomSettings s = MaterialBomSettings::Load(host_);
+    const double limit = s.HasMachiningProcess() ? s.machining_process->weight_limit : -1;
+    return text::Format("%d %g %g %g", s.HasMachiningProcess(), limit, s.blank_density,
+                        s.material.density);
+  };
+  // Absent: no table and a blank density of 0.0, while the table's own
+  // density is the configured one.
+  EXPECT_EQ(weights(), "0 -1 0 7.85");
   Write("R:\\config\\maching_process_bom.csv",
         "重量限制,实体颜色,50,90\r\n0.5,6,\"CNC开粗,热处理\",热处理-磨床\r\n,11,慢丝\r\n");
-  s = MaterialBomSettings::Load(host_);
-  ASSERT_TRUE(s.HasMachiningProcess());
-  EXPECT_DOUBLE_EQ(s.machining_process->weight_limit, 0.5);
+  ASSERT_EQ(weights(), "1 0.5 7.85 7.85");
+  const MaterialBomSettings s = MaterialBomSettings::Load(host_);
   EXPECT_EQ(s.machining_process->Column("50"), (Cells{"CNC开粗,热处理", "慢丝"}));
   EXPECT_TRUE(s.machining_process->Column("70").empty());
-  EXPECT_DOUBLE_EQ(s.blank_density, 7.85);
-
   // Present but without the columns: both 0.0; the table's density 1.0.
   Write("R:\\config\\maching_process_bom.csv", "实体颜色\r\n6\r\n");
   Write("R:\\config\\material_bom_config.csv", "订购重量\r\n5\r\n");
-  s = MaterialBomSettings::Load(host_);
-  ASSERT_TRUE(s.HasMachiningProcess());
-  EXPECT_DOUBLE_EQ(s.machining_process->weight_limit, 0.0);
-  EXPECT_DOUBLE_EQ(s.blank_density, 0.0);
-  EXPECT_DOUBLE_EQ(s.material.density, 1.0);
+  EXPECT_EQ(weights(), "1 0 0 1");
 }
 
 TEST_F(MaterialBomSettingsTest, ExportFolderWrittenAndReadBack) {
