@@ -62,23 +62,22 @@ TEST_F(SampleConfigTest, TheShippedTablesAgreeAndLoadCleanly) {
   EXPECT_EQ(s.config_folder, "D:\\MYTOOL\\config\\级进模");
   EXPECT_TRUE(s.warnings.empty()) << s.warnings.front();
   const MaterialBomConfig& m = s.material;
+  auto in = [](const Ints& list, int value) {
+    return std::find(list.begin(), list.end(), value) != list.end();
+  };
   ASSERT_FALSE(m.layer_numbers.empty());
   EXPECT_EQ(m.layer_names.size(), m.layer_numbers.size());
   EXPECT_EQ(m.layer_codes.size(), m.layer_numbers.size());
-  for (int layer : m.template_layers) {
-    if (layer == 0) continue;  // empty cells of the shorter column
-    EXPECT_NE(std::find(m.layer_numbers.begin(), m.layer_numbers.end(), layer),
-              m.layer_numbers.end())
-        << layer;
-  }
+  // 0: the empty cells of the shorter column.
+  for (int layer : m.template_layers)
+    EXPECT_TRUE(layer == 0 || in(m.layer_numbers, layer)) << layer;
   EXPECT_EQ(m.material_names.size(), m.colors.size());
   // Every colour of the process table is a colour of the colour table, and
   // the changed-body colour is none of them.
   ASSERT_TRUE(s.HasMachiningProcess());
   for (const std::string& c : s.machining_process->Column("实体颜色"))
-    EXPECT_NE(std::find(m.colors.begin(), m.colors.end(), CellToInt(c)), m.colors.end()) << c;
-  EXPECT_EQ(std::find(m.colors.begin(), m.colors.end(), s.common.changed_body_color),
-            m.colors.end());
+    EXPECT_TRUE(in(m.colors, CellToInt(c))) << c;
+  EXPECT_FALSE(in(m.colors, s.common.changed_body_color));
   // Every material tree column has its own width.
   for (const char* heading :
        {"序号", "名称", "代号", "材质", "规格(L*W*T)", "数量", "重量(KG)", "热处理", "备注",
