@@ -61,11 +61,58 @@ TEST_F(CommandTest, SameCodeMovesTheOthersToTheFirstBodysLayerAndColour) {
 
     QueuePick({first, second});
     d.Press("button061");
-    Node* group = Row(d, "UB-01");
-    ASSERT_EQ(d.Children(group).size(), 2u);
-    EXPECT_EQ(group->GetColumnDisplayText(5), "2");
+    EXPECT_EQ(Attrs({first, second}, "材料代号"), (std::vector<std::string>{"UB-01", "UB-01"}));
+    Node* top = Row(d, "UB-01");
+    Node* child = d.Children(top).at(1);
+    EXPECT_EQ(top->GetColumnDisplayText(5), "2");
+
+    // The group's cells: only some edit, lists write the whole group.
+    for (int c : {0, 1, 2, 3, 5, 6, 15, 17, 18, 19}) EXPECT_FALSE(d.CanEditText(top, c)) << c;
+    for (int c : {5, 6, 15, 17, 18, 19})
+      EXPECT_EQ(d.AskEditor(top, c).control, host::ControlType::None) << c;
+    EXPECT_EQ(d.AskEditor(top, 9).control, host::ControlType::ListBox);
+    EXPECT_EQ(d.AskEditor(top, 9).options,
+              (std::vector<std::string>{"", "库存料", "毛料订购", "精料订购"}));
+    EXPECT_TRUE(d.ChooseOption(top, 3, "SKD11"));
+    EXPECT_EQ(Column(d, 3, false), std::vector<std::string>(3, "SKD11"));
+    EXPECT_EQ(Column(d, 7, false), std::vector<std::string>(3, "真空淬火HRC60-62"));
+    for (Tag t : {first, second})
+      EXPECT_EQ(Attr(t, "材料材质") + " " + Attr(t, "材料热处理"), "SKD11 真空淬火HRC60-62");
+    EXPECT_TRUE(d.ChooseOption(child, 10, "否"));
+    EXPECT_EQ(Attrs({RowBody(d.Children(top)[0]), RowBody(child)}, "材料倒角"),
+              (std::vector<std::string>{"", "否"}));
+    EXPECT_TRUE(d.EditCell(child, 4, "25.0x25.0x20.0"));
+    EXPECT_EQ(child->ForegroundColor(), ExportMaterialBom::kEditMarkColor);
+    EXPECT_EQ(Attr(RowBody(child), "材料规格"), "25.0x25.0x20.0");
+    EXPECT_TRUE(d.EditCell(top, 8, "线割"));
+    EXPECT_EQ(Attr(RowBody(top), "材料备注"), "线割");
+    EXPECT_FALSE(d.EditCell(top, 14, "x"));
+
+    // Menus: a group row offers the allowance, a child row the un-grouping.
+    auto ids = [](const std::vector<memory::MenuEntry>& menu) {
+      std::vector<int> out;
+      for (const auto& e : menu) out.push_back(e.id);
+      return out;
+    };
+    EXPECT_EQ(ids(d.OpenMenu(top)), (std::vector<int>{0, 1, 4}));
+    EXPECT_EQ(ids(d.OpenMenu(child)), (std::vector<int>{0, 1, 2}));
+    d.Click(top);
+    d.ChooseMenuItem(top, 0);
+    EXPECT_TRUE(host_.objects().IsBlanked(first) && host_.objects().IsBlanked(second));
+    EXPECT_EQ(child->State(), host::kNodeUnchecked);
+    d.ClickCheckBox(top);
+    EXPECT_FALSE(host_.objects().IsBlanked(second));
+
+    // Un-grouping asks first; the body is numbered again at the end.
+    const Tag apart = RowBody(child);
+    for (int answer : {2, 1}) {
+      host_.QueueAnswer(answer);
+      d.Click(child);
+      d.ChooseMenuItem(child, 2);
+    }
+    EXPECT_EQ(Column(d, 2), (std::vector<std::string>{"UB-01", "UB-02"}));
+    EXPECT_EQ(Attr(apart, "材料代号"), "UB-02");
   });
-  EXPECT_EQ(Attr(second, "材料代号"), "UB-01");
   EXPECT_EQ(host_.objects().Layer(second), 10);
   EXPECT_EQ(host_.objects().Color(second), 42);
 }

@@ -1,5 +1,5 @@
-// The dialog as the designer meets it: start-up, layer tree, body picks,
-// cell editing, context menu and closing.
+// The dialog as the designer meets it: start-up, layer tree, layer buttons
+// and closing.
 #include "material_bom_fixture.h"
 
 namespace mbom_test {
@@ -88,65 +88,6 @@ TEST_F(MaterialBomTest, NothingToListOrAMissingConfigurationIsShownAndTheDialogS
                 "0:当前没有需要添加材料属性的实体",
                 "0:配置文件：D:\\MYTOOL\\config\\级进模\\bom_head_config.csv 不存在！",
                 "0:材料BOM的配置没有读入，请检查配置文件后重新打开"}));
-}
-
-TEST_F(MaterialBomTest, CellsEditOnlyWhereAllowedAndListsWriteTheWholeGroup) {
-  MarkSaved();
-  const Tag a = AddDrawn(Box(20, 20, 20, {0, 0, 0}), 80);
-  const Tag b = AddDrawn(Box(20, 20, 20, {50, 0, 0}), 80);
-  for (Tag t : {a, b}) host_.attributes().SetString(t, "材料代号", "IN-04");
-  Open([&](DialogDriver& d, ExportMaterialBom&) {
-    Node* top = d.TopNodes("tree_control0").at(0);
-    Node* child = d.Children(top).at(1);
-    for (int c : {0, 1, 2, 3, 5, 6, 15, 17, 18, 19}) EXPECT_FALSE(d.CanEditText(top, c)) << c;
-    for (int c : {5, 6, 15, 17, 18, 19})
-      EXPECT_EQ(d.AskEditor(top, c).control, host::ControlType::None) << c;
-    EXPECT_EQ(d.AskEditor(top, 9).control, host::ControlType::ListBox);
-    EXPECT_EQ(d.AskEditor(top, 9).options,
-              (std::vector<std::string>{"", "库存料", "毛料订购", "精料订购"}));
-
-    EXPECT_TRUE(d.ChooseOption(top, 3, "SKD11"));
-    EXPECT_EQ(Column(d, 3, false), std::vector<std::string>(3, "SKD11"));
-    EXPECT_EQ(Column(d, 7, false), std::vector<std::string>(3, "真空淬火HRC60-62"));
-    for (Tag t : {a, b})
-      EXPECT_EQ(Attr(t, "材料材质") + " " + Attr(t, "材料热处理"), "SKD11 真空淬火HRC60-62");
-    EXPECT_TRUE(d.ChooseOption(child, 10, "否"));
-    EXPECT_EQ(Attr(a, "材料倒角") + " " + Attr(b, "材料倒角"), "<none> 否");
-
-    EXPECT_TRUE(d.EditCell(child, 4, "25.0x25.0x20.0"));
-    EXPECT_EQ(child->ForegroundColor(), ExportMaterialBom::kEditMarkColor);
-    EXPECT_EQ(Attr(RowBody(child), "材料规格"), "25.0x25.0x20.0");
-    EXPECT_TRUE(d.EditCell(top, 8, "线割"));
-    EXPECT_EQ(Attr(RowBody(top), "材料备注"), "线割");
-    EXPECT_FALSE(d.EditCell(top, 14, "x"));
-
-    // Menus: a group row offers the allowance, a child row the un-grouping.
-    auto ids = [](const std::vector<memory::MenuEntry>& menu) {
-      std::vector<int> out;
-      for (const auto& e : menu) out.push_back(e.id);
-      return out;
-    };
-    EXPECT_EQ(ids(d.OpenMenu(top)), (std::vector<int>{0, 1, 4}));
-    EXPECT_EQ(ids(d.OpenMenu(child)), (std::vector<int>{0, 1, 2}));
-    d.Click(top);
-    d.ChooseMenuItem(top, 0);
-    EXPECT_TRUE(host_.objects().IsBlanked(a) && host_.objects().IsBlanked(b));
-    EXPECT_EQ(child->State(), host::kNodeUnchecked);
-    d.ClickCheckBox(top);
-    EXPECT_FALSE(host_.objects().IsBlanked(b));
-
-    // Un-grouping asks first; the body is numbered again at the end.
-    host_.QueueAnswer(2);
-    d.Click(child);
-    d.ChooseMenuItem(child, 2);
-    EXPECT_EQ(Column(d, 2), (std::vector<std::string>{"IN-04"}));
-    FillHeader(d);
-    host_.QueueAnswer(1);
-    d.Click(child);
-    d.ChooseMenuItem(child, 2);
-    EXPECT_EQ(Column(d, 2), (std::vector<std::string>{"IN-04", "IN-05"}));
-    EXPECT_EQ(Attr(RowBody(d.TopNodes("tree_control0")[1]), "材料代号"), "IN-05");
-  });
 }
 
 }  // namespace

@@ -21,11 +21,18 @@ class ExportCommandTest : public MaterialBomTest {
   }
 };
 
-TEST_F(ExportCommandTest, EachExportTakesTheNextFreeNameAndOpensItAMissingTemplateIsNamed) {
-  for (int i = 0; i < 4; ++i) host_.QueueAnswer(host::kFirstButton);
+TEST_F(ExportCommandTest, EachExportTakesTheNextFreeNameAfterAYesAndAWholeHeader) {
+  host_.QueueAnswer(host::kSecondButton);
+  for (int i = 0; i < 5; ++i) host_.QueueAnswer(host::kFirstButton);
   Open([&](DialogDriver& d, ExportMaterialBom&) {
-    FillHeader(d);
     d.SetFolder("nativeFolderBrowser0", "O:\\");
+    // No answer, then an empty required field: nothing is written.
+    d.Press("button01");
+    d.Press("button01");
+    EXPECT_TRUE(host_.opened_documents().empty());
+    EXPECT_FALSE(fs::exists(dir_ / "O" / "P1"));
+    EXPECT_EQ(Attr(host_.session().WorkPart(), "客户名称"), "<none>");
+    FillHeader(d);
     for (int i = 0; i < 3; ++i) d.Press("button01");
     fs::remove(dir_ / "D" / "MYTOOL" / "config" / fs::path(u8"级进模") /
                fs::path(u8"模具材料采购单.xls"));
@@ -34,29 +41,16 @@ TEST_F(ExportCommandTest, EachExportTakesTheNextFreeNameAndOpensItAMissingTempla
   const std::vector<std::string> expected = {"O:\\P1\\P1材料BOM.xls", "O:\\P1\\P1材料BOM-1.xls",
                                              "O:\\P1\\P1材料BOM-2.xls"};
   EXPECT_EQ(host_.opened_documents(), expected);
-  for (const std::string& path : expected)
+  // The save checks the fields first, in its own order.
+  std::vector<std::string> boxes = {"0:产品材质不可以为空"};
+  for (const std::string& path : expected) {
     EXPECT_TRUE(fs::is_regular_file(host_.LocalPath(path))) << path;
-  const auto done = Boxes("材料BOM");
-  ASSERT_EQ(done.size(), 4u);
-  EXPECT_EQ(done[0], "2:导出材料BOM成功！\n文件路径：O:\\P1\\P1材料BOM.xls");
-  EXPECT_EQ(done[3], "0:D:\\MYTOOL\\config\\级进模\\模具材料采购单.xls 配置文件不存在");
+    boxes.push_back("2:导出材料BOM成功！\n文件路径：" + path);
+  }
+  boxes.push_back("0:D:\\MYTOOL\\config\\级进模\\模具材料采购单.xls 配置文件不存在");
+  EXPECT_EQ(Boxes("材料BOM"), boxes);
   // The export saved the header on the part.
   EXPECT_EQ(Attr(host_.session().WorkPart(), "客户名称"), "华锐汽车部件");
-}
-
-TEST_F(ExportCommandTest, NoAnswerOrAnEmptyRequiredFieldWritesNothing) {
-  host_.QueueAnswer(host::kSecondButton);
-  host_.QueueAnswer(host::kFirstButton);
-  Open([&](DialogDriver& d, ExportMaterialBom&) {
-    d.SetFolder("nativeFolderBrowser0", "O:\\");
-    d.Press("button01");
-    d.Press("button01");
-  });
-  EXPECT_TRUE(host_.opened_documents().empty());
-  EXPECT_FALSE(fs::exists(dir_ / "O" / "P1"));
-  EXPECT_EQ(Attr(host_.session().WorkPart(), "客户名称"), "<none>");
-  // The save checks the fields first, in its own order.
-  EXPECT_EQ(Boxes("材料BOM"), std::vector<std::string>{"0:产品材质不可以为空"});
 }
 
 TEST_F(ExportCommandTest, TheSaveCommandConfirmsAndTheFolderIsRemembered) {
@@ -66,10 +60,8 @@ TEST_F(ExportCommandTest, TheSaveCommandConfirmsAndTheFolderIsRemembered) {
     bom.SaveCommand();
   });
   EXPECT_EQ(Boxes("材料BOM"), std::vector<std::string>{"2:保存BOM属性成功！"});
-  const auto settings =
-      host_.platform().ReadFile("C:\\Users\\designer\\AppData\\Local\\Convert\\config.csv");
-  ASSERT_TRUE(settings.has_value());
-  EXPECT_EQ(*settings, "出图的路径\r\nO:\\BOM\r\n");
+  EXPECT_EQ(host_.platform().ReadFile("C:\\Users\\designer\\AppData\\Local\\Convert\\config.csv"),
+            std::optional<std::string>("出图的路径\r\nO:\\BOM\r\n"));
   // The next start-up shows it.
   Open([&](DialogDriver& d, ExportMaterialBom&) {
     EXPECT_EQ(d.Folder("nativeFolderBrowser0"), "O:\\BOM");

@@ -86,25 +86,21 @@ TEST_F(MaterialBomTest, TurnedCopiesShareACodeMirrorImagesDoNot) {
   AddDrawn(Box(40, 40, 40, {600, 0, 0}), 80);
   Open(
       [&](DialogDriver& d, ExportMaterialBom&) {
-        const auto top = d.TopNodes("tree_control0");
-        ASSERT_EQ(top.size(), 3u);
-        EXPECT_EQ(Column(d, 2), (std::vector<std::string>{"IN-01", "IN-02", "IN-03"}));
-        const auto group = d.Children(top[0]);
-        ASSERT_EQ(group.size(), 2u);
-        EXPECT_EQ(top[0]->GetColumnDisplayText(5), "2");
-        const std::string w = top[0]->GetColumnDisplayText(17);
-        EXPECT_EQ(top[0]->GetColumnDisplayText(6), w + "x2");
-        EXPECT_EQ(top[0]->GetColumnDisplayText(15), top[0]->GetColumnDisplayText(18) + "x2");
-        for (Node* child : group) {
-          EXPECT_EQ(child->DisplayText(), "001");
-          EXPECT_EQ(child->GetColumnDisplayText(2), "IN-01");
-          EXPECT_EQ(child->GetColumnDisplayText(5), "1");
-          EXPECT_EQ(child->GetColumnDisplayText(6), w);
-        }
-        // The first in position stands for the group.
-        EXPECT_EQ(host_.objects().Name(RowBody(group[0])), "a");
-        EXPECT_EQ(RowBody(top[0]), RowBody(group[0]));
-        EXPECT_TRUE(d.Children(top[1]).empty());  // the mirror image
+        // One row for the turned copies with their count and group weights;
+        // the first in position stands for the group.
+        const std::string in01 = "|入子|IN-01|45#|60.0x30.0x20.0|";
+        const std::string rest = "|调质HRC28-32||库存料||||||";
+        EXPECT_EQ(
+            TreePicture(d),
+            (std::vector<std::string>{
+                "2 211|001" + in01 + "2|0.3x2" + rest + "0.276x2||0.3|0.276|",
+                "  2 211|001" + in01 + "1|0.3" + rest + "0.276||0.3|0.276|",
+                "  2 211|001" + in01 + "1|0.3" + rest + "0.276||0.3|0.276|",
+                "2 211|002|入子|IN-02|45#|60.0x30.0x20.0|1|0.3" + rest + "0.276||0.3|0.276|",
+                "2 211|003|入子|IN-03|45#|40.0x40.0x40.0|1|0.5" + rest + "0.502||0.5|0.502|"}));
+        Node* group = d.TopNodes("tree_control0").at(0);
+        EXPECT_EQ(host_.objects().Name(RowBody(d.Children(group).at(0))), "a");
+        EXPECT_EQ(RowBody(group), RowBody(d.Children(group)[0]));
       },
       /*same_body=*/true);
 }
@@ -124,11 +120,9 @@ TEST_F(MaterialBomTest, OverlappingBodiesAreOfferedForDeletionTouchingOnesAreNot
     EXPECT_EQ(d.TopNodes("tree_control0").size(), 4u);
   });
   ASSERT_EQ(host_.message_log().size(), 1u);
-  const memory::MessageRecord& q = host_.message_log()[0];
-  EXPECT_EQ(q.title, "提示");
-  EXPECT_EQ(q.type, host::kQuestionMessage);
-  EXPECT_EQ(q.lines, (std::vector<std::string>{"检测到重叠的实体(同一位置有相同的实体)。",
-                                               "是否删除重叠的实体？"}));
+  EXPECT_EQ(Boxes("提示"), std::vector<std::string>{
+                               std::to_string(host::kQuestionMessage) +
+                               ":检测到重叠的实体(同一位置有相同的实体)。\n是否删除重叠的实体？"});
   EXPECT_FALSE(host_.objects().IsHighlighted(a));
 
   host_.ClearMessageLog();

@@ -20,12 +20,11 @@ TEST_F(MaterialBomTest, CrowdedLayersAreWarnedAboutAfterTheSave) {
     FillHeader(d);
     bom.SaveAttributes();
     ASSERT_EQ(host_.message_log().size(), 1u);
-    const memory::MessageRecord& m = host_.message_log()[0];
-    EXPECT_EQ(m.title, "提示");
-    EXPECT_EQ(m.type, host::kWarningMessage);
-    EXPECT_EQ(m.lines, (std::vector<std::string>{
-                           "当前第【10】图层中数量超过200个实体，请将多余的实体移到到其他图层中"
-                           "（如果不移动，出图后CAD图纸将乱跑）"}));
+    EXPECT_EQ(Boxes("提示"),
+              std::vector<std::string>{
+                  std::to_string(host::kWarningMessage) +
+                  ":当前第【10】图层中数量超过200个实体，请将多余的实体移到到其他图层中"
+                  "（如果不移动，出图后CAD图纸将乱跑）"});
     // 220 counted bodies pass.
     host_.attributes().Delete(oriented, host::kStringAttribute, "材料方位");
     host_.ClearMessageLog();
