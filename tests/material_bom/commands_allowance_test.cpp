@@ -67,10 +67,8 @@ TEST_F(AllowanceTest, TheRowsAllowanceIsAppliedToTheSizeInTheSystemGiven) {
       EXPECT_EQ(o.Double("double01"), 2.0);
       EXPECT_EQ(o.Double("double05"), 3.0);
       EXPECT_TRUE(o.Toggle("toggle03"));  // the frames written the first time
-      o.SetDouble("double01", 1);
-      o.SetDouble("double02", 1);
-      o.SetDouble("double03", 2);
-      o.SetDouble("double04", 2);
+      for (const char* side : {"double01", "double02"}) o.SetDouble(side, 1);
+      for (const char* side : {"double03", "double04"}) o.SetDouble(side, 2);
       EXPECT_TRUE(o.Ok());
     });
     host_.QueueCsys(System({1, 0, 0}, {0, 1, 0}));

@@ -7,7 +7,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <filesystem>
 #include <functional>
 #include <memory>
@@ -18,6 +17,7 @@
 #include "host/memory/dialogs/dialogs.h"
 #include "host/memory/memory_host.h"
 #include "host/memory/shape.h"
+#include "host/text.h"
 #include "material_bom/export_material_bom.h"
 #include "tests/support/scratch.h"
 
@@ -162,24 +162,20 @@ class CommandTest : public MaterialBomTest {
     std::vector<std::string> out;
     host::Objects& o = host_.objects();
     for (Tag b : host_.bodies().PartBodies(host_.session().WorkPart())) {
-      std::string line = "body " + std::to_string(b) + " layer " + std::to_string(o.Layer(b)) +
-                         " colour " + std::to_string(o.Color(b)) +
-                         (o.IsBlanked(b) ? " blanked" : "") +
-                         (o.IsHighlighted(b) ? " highlighted" : "");
+      std::string line = text::Format("body %d layer %d colour %d%s%s", static_cast<int>(b),
+                                      o.Layer(b), o.Color(b), o.IsBlanked(b) ? " blanked" : "",
+                                      o.IsHighlighted(b) ? " highlighted" : "");
       for (const auto& [title, value] : host_.attributes().List(b))
         line += " " + title + "=" + value;
       out.push_back(line);
     }
     for (Tag c : host_.csys().PartCsys(host_.session().WorkPart())) {
-      const host::CsysInfo info = host_.csys().AskCsysInfo(c);
-      const host::Matrix3x3& m = info.matrix;
-      char buf[400];
-      std::snprintf(buf, sizeof buf,
-                    "csys %d %s layer %d%s at %.6f,%.6f,%.6f x %.6f,%.6f,%.6f y %.6f,%.6f,%.6f",
-                    static_cast<int>(c), o.Name(c).c_str(), o.Layer(c),
-                    o.IsBlanked(c) ? " blanked" : "", info.origin.X, info.origin.Y, info.origin.Z,
-                    m.Xx, m.Xy, m.Xz, m.Yx, m.Yy, m.Yz);
-      out.push_back(buf);
+      const host::CsysInfo i = host_.csys().AskCsysInfo(c);
+      out.push_back(text::Format(
+          "csys %d %s layer %d%s at %.6f,%.6f,%.6f x %.6f,%.6f,%.6f y %.6f,%.6f,%.6f",
+          static_cast<int>(c), o.Name(c).c_str(), o.Layer(c), o.IsBlanked(c) ? " blanked" : "",
+          i.origin.X, i.origin.Y, i.origin.Z, i.matrix.Xx, i.matrix.Xy, i.matrix.Xz, i.matrix.Yx,
+          i.matrix.Yy, i.matrix.Yz));
     }
     out.push_back("wcs " + std::to_string(host_.csys().AskWcs()));
     if (tree)

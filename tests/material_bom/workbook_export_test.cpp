@@ -37,9 +37,8 @@ TEST(WorkbookExport, HeaderAndRowsReadBackByXlrdWithTheTemplateIntact) {
   fs::copy_file(tmpl, out);
 
   material_bom::BomHeader header;
-  for (int i = 0; i < material_bom::BomHeader::kFieldCount; ++i) {
+  for (int i = 0; i < material_bom::BomHeader::kFieldCount; ++i)
     header.fields[i] = text::Format("H%d", i);
-  }
   header.fields[material_bom::BomHeader::IndexOf("客户名称")] = "客户甲";
   std::vector<RowTexts> rows = {{"001",     "上模座", "UB-01", "45#",   "100.0x50.0x20.0",
                                  "2",       "0.8x2",  "调质",  "备",    "自购",
@@ -66,9 +65,8 @@ TEST(WorkbookExport, HeaderAndRowsReadBackByXlrdWithTheTemplateIntact) {
       L"1",    L"上模座", L"UB_01", L"45#",  L"100.0", L"x",    L"50.0",
       L"x",    L"20.0",   L"2",     L"",     L"调质",  L"备",   L"0.500x2",
       L"线割", L"自购",   L"是",    L"等高", L"3天",   L"新增", L"2026-11-23 10:00:00"};
-  for (int c = 0; c < 21; ++c) {
+  for (int c = 0; c < 21; ++c)
     if (c != 10) cells.push_back({6, c, first[c]});
-  }
   // A round part leaves the length and its "x" to the template; an empty
   // quantity is one piece.
   const std::vector<std::pair<int, std::wstring>> second = {
