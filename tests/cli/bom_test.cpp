@@ -29,8 +29,7 @@ std::vector<std::vector<std::string>> TreeRows(const std::string& csv_utf8) {
 // xlrd finds `output` equal to `tmpl` but for `cells`.
 void ExpectXlrdReads(const fs::path& tmpl, const fs::path& output,
                      const std::vector<wbtest::Cell>& cells) {
-  const wbtest::TempDir tmp;
-  const std::string report = wbtest::CheckWithXlrd(tmp, tmpl, output, 0, cells);
+  const std::string report = wbtest::CheckWithXlrd(wbtest::ScratchDir(), tmpl, output, 0, cells);
   EXPECT_EQ(report.substr(report.find_last_not_of(" \n") - 1, 2), "OK") << report;
 }
 
@@ -67,20 +66,14 @@ TEST_F(BomTest, TheWorkbookHoldsTheTreeRowsAndTheTemplateStaysIntact) {
     if (row[0] != "1") continue;
     const std::vector<std::string> tree(row.begin() + 1, row.end());
     const auto size = material_bom::SplitSize(tree[4]);
-    std::vector<std::string> sheet(21);
-    sheet[0] = std::to_string(sheet_row - 5);
-    sheet[1] = tree[1];
-    sheet[2] = material_bom::ExportCode(tree[2], "-", true);
-    sheet[3] = tree[3];
-    sheet[4] = size.length;
-    sheet[5] = size.length.empty() ? "" : "x";
-    sheet[6] = size.width;
-    sheet[7] = "x";
-    sheet[8] = size.thickness;
-    sheet[9] = tree[5].empty() ? "1" : tree[5];
-    const int copied[][2] = {{11, 7},  {12, 8},  {13, 15}, {14, 16}, {15, 9},
-                             {16, 10}, {17, 11}, {18, 12}, {19, 13}, {20, 14}};
-    for (const auto& c : copied) sheet[c[0]] = tree[c[1]];
+    const std::string number = std::to_string(sheet_row - 5);
+    const std::string code = material_bom::ExportCode(tree[2], "-", true);
+    const std::string times = size.length.empty() ? "" : "x";
+    const std::string count = tree[5].empty() ? "1" : tree[5];
+    const std::string sheet[21] = {
+        number,   tree[1],        code,     tree[3],  size.length, times,    size.width,
+        "x",      size.thickness, count,    "",       tree[7],     tree[8],  tree[15],
+        tree[16], tree[9],        tree[10], tree[11], tree[12],    tree[13], tree[14]};
     for (int c = 0; c < 21; ++c)
       if (c != 10 && !((c == 4 || c == 5) && size.length.empty()))
         cells.push_back({sheet_row, c, text::GbkToWide(sheet[c])});

@@ -37,9 +37,7 @@ TEST(CliOutput, DisplayWidthCountsWideCharactersTwice) {
   EXPECT_EQ(cli::DisplayWidth("e\xCC\x81"), 1) << "a combining accent takes no column";
   // Broken UTF-8 never reads past the end and counts each bad byte once.
   EXPECT_EQ(cli::DisplayWidth("\xE4\xB8"), 2);
-  EXPECT_EQ(cli::DisplayWidth("\xE4"
-                              "ab"),
-            3);
+  EXPECT_EQ(cli::DisplayWidth(std::string("\xE4") + "ab"), 3);
 }
 
 std::vector<BlankRow> SampleRows() {

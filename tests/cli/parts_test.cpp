@@ -62,11 +62,10 @@ TEST_F(PartsCommandTest, SampleDieTreeWorkbookAndSavedPart) {
   EXPECT_EQ(groups[7][2] + "|" + groups[7][5], "氮气弹簧|2");
 
   // Every cell of the workbook equals its tree row; the template is intact.
-  std::vector<wbtest::Cell> cells = {{1, 2, L"华南汽车"},
-                                     {2, 2, L"DM-2024-017"},
-                                     {3, 2, L"P-01,P-02"},
-                                     {2, 4, L"李强"},
-                                     {3, 7, L"110T"}};
+  std::vector<wbtest::Cell> cells = {
+      {1, 2, L"华南汽车"}, {2, 2, L"DM-2024-017"}, {3, 2, L"P-01,P-02"},
+      {2, 4, L"李强"},     {3, 7, L"110T"},
+  };
   const int workbook_column[] = {1, 2, 3, 4, 8, 5, 6, 9, 10, 11};  // of tree columns 1 to 10
   for (std::size_t i = 0; i < groups.size(); ++i) {
     const int row = 6 + static_cast<int>(i);
@@ -74,9 +73,8 @@ TEST_F(PartsCommandTest, SampleDieTreeWorkbookAndSavedPart) {
     for (int c = 1; c <= 10; ++c)
       cells.push_back({row, workbook_column[c - 1], text::GbkToWide(groups[i][1 + c])});
   }
-  wbtest::TempDir scratch;
   const fs::path shipped = fs::path(DIEBOM_SAMPLE_CONFIG) / "config" / u8"模具标准件申购表.xls";
-  const std::string report = wbtest::CheckWithXlrd(scratch, shipped, book, 0, cells);
+  const std::string report = wbtest::CheckWithXlrd(dir_, shipped, book, 0, cells);
   EXPECT_EQ(report.substr(report.size() < 3 ? 0 : report.size() - 3), "OK\n") << report;
 
   // The saved part carries the header and the numbers; run on it again, it

@@ -59,26 +59,12 @@ inline std::vector<host::Tag> TemplateBodies(memory::MemoryHost& h,
 inline std::vector<std::string> Columns(const blank::MaterialParam& p, int row, int count) {
   const std::string n = std::to_string(count);
   auto times = [&](const std::string& v) { return count > 1 && !v.empty() ? v + "x" + n : v; };
-  return {text::Format("%03d", row),
-          p.name,
-          p.code,
-          p.material,
-          p.spec,
-          count > 1 ? n : p.quantity,
-          times(p.weight),
-          p.heat_treatment,
-          p.remark,
-          p.ordering_method,
-          p.chamfer,
-          p.height_datum,
-          p.lead_time,
-          p.state,
-          "",
-          times(p.net_weight),
-          p.process,
-          p.weight,
-          p.net_weight,
-          p.allowance};
+  const std::string number = text::Format("%03d", row), quantity = count > 1 ? n : p.quantity;
+  return {
+      number,          p.name,           p.code,   p.material,          p.spec,    quantity,
+      times(p.weight), p.heat_treatment, p.remark, p.ordering_method,   p.chamfer, p.height_datum,
+      p.lead_time,     p.state,          "",       times(p.net_weight), p.process, p.weight,
+      p.net_weight,    p.allowance};
 }
 
 // The records of `bodies` numbered layer by layer (layer prefix and a running

@@ -26,7 +26,7 @@ std::string WithStream(const std::function<void(std::string&)>& edit) {
 
 // Loading `bytes` fails with a message that contains `expected`.
 void ExpectRefused(const std::string& bytes, const std::string& expected) {
-  TempDir dir;
+  const fs::path dir = ScratchDir();
   const fs::path path = dir / "bad.xls";
   WriteFile(path, bytes);
   workbook::XlsBook book;
@@ -47,8 +47,8 @@ TEST(XlsBookErrors, NotACompoundFile) {
   workbook::XlsBook book;
   EXPECT_FALSE(book.Load("/nonexistent/folder/a.xls"));
   EXPECT_EQ(book.ErrorMessage(), "\"/nonexistent/folder/a.xls\" does not exist");
-  TempDir dir;
-  EXPECT_FALSE(book.Load(dir.path().string()));
+  const fs::path dir = ScratchDir();
+  EXPECT_FALSE(book.Load(dir.string()));
   EXPECT_NE(book.ErrorMessage().find("is a folder"), std::string::npos) << book.ErrorMessage();
 }
 
@@ -58,25 +58,18 @@ TEST(XlsBookErrors, TruncatedAndBrokenContainers) {
   ExpectRefused(good.substr(0, 512 + 3 * 512), "truncated");
   ExpectRefused(good.substr(0, good.size() / 2), "truncated");
 
-  std::string bad = good;
-  bad[30] = 10;  // a sector size no version has
-  ExpectRefused(bad, "unsupported");
-
+  // The template with the header field (or FAT entry) at `at` set to `value`.
+  auto with = [&](std::size_t at, std::uint32_t value) {
+    std::string bad = good;
+    Put32(bad, at, value);
+    return bad;
+  };
+  ExpectRefused(with(28, 0x000AFFFE), "unsupported");  // a sector size no version has
   // The directory's chain loops back on itself.
-  bad = good;
   const std::uint32_t dir = Get32(good, 48), fat = Get32(good, 76);
-  Put32(bad, 512 + fat * 512 + 4 * dir, dir);
-  ExpectRefused(bad, "loops");
-
-  // The FAT claims more sectors than the file has.
-  bad = good;
-  Put32(bad, 44, 5000);
-  ExpectRefused(bad, "FAT larger than the file");
-
-  // A chain that leaves the FAT.
-  bad = good;
-  Put32(bad, 48, 0x00FFFFFF);
-  ExpectRefused(bad, "broken sector chain");
+  ExpectRefused(with(512 + fat * 512 + 4 * dir, dir), "loops");
+  ExpectRefused(with(44, 5000), "FAT larger than the file");
+  ExpectRefused(with(48, 0x00FFFFFF), "broken sector chain");  // a chain that leaves the FAT
 }
 
 TEST(XlsBookErrors, LoopingDifatChain) {
@@ -130,7 +123,7 @@ TEST(XlsBookErrors, BadWorkbookStreams) {
 }
 
 TEST(XlsBookErrors, BadCallsGiveMessages) {
-  TempDir dir;
+  const fs::path dir = ScratchDir();
   workbook::XlsBook book;
   EXPECT_EQ(book.GetSheet(0), nullptr);
   EXPECT_NE(book.ErrorMessage().find("no workbook loaded"), std::string::npos);
@@ -166,10 +159,10 @@ TEST(XlsBookErrors, BadCallsGiveMessages) {
   EXPECT_NE(book.ErrorMessage().find("x.xls\" cannot be written"), std::string::npos);
   EXPECT_EQ(ReadFile(dir / "x.xls"), "the previous workbook");
   fs::remove(dir / (".x.xls.saving-" + std::to_string(::getpid())));
-  EXPECT_FALSE(book.Save(dir.path().string()));
+  EXPECT_FALSE(book.Save(dir.string()));
   EXPECT_NE(book.ErrorMessage().find("is a folder"), std::string::npos);
   ASSERT_TRUE(book.Save((dir / "x.xls").string())) << book.ErrorMessage();
-  EXPECT_EQ(std::distance(fs::directory_iterator(dir.path()), fs::directory_iterator()), 1)
+  EXPECT_EQ(std::distance(fs::directory_iterator(dir), fs::directory_iterator()), 1)
       << "only the workbook itself";
   workbook::XlsBook again;
   ASSERT_TRUE(again.Load((dir / "x.xls").string()));

@@ -1,14 +1,12 @@
 #include "tests/workbook/xls_support.h"
 
-#include <unistd.h>
-
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
-#include <random>
 #include <stdexcept>
 
 #include "host/text.h"
+#include "tests/support/scratch.h"
 #include "workbook/cfb.h"
 
 namespace wbtest {
@@ -18,7 +16,7 @@ std::string Quote(const std::string& s) { return "'" + s + "'"; }
 
 int Run(const std::string& command) { return std::system(command.c_str()); }
 
-std::string Soffice(const TempDir& dir) {
+std::string Soffice(const fs::path& dir) {
   return "timeout 300 soffice -env:UserInstallation=file://" + (dir / "lo-profile").string() +
          " --headless --norestore";
 }
@@ -74,16 +72,11 @@ std::string EditWorkbookStream(const std::string& xls,
   return workbook::cfb::Write(file);
 }
 
-TempDir::TempDir() {
-  std::random_device rd;
-  path_ = fs::temp_directory_path() /
-          ("diebom-wb-" + std::to_string(::getpid()) + "-" + std::to_string(rd()));
-  fs::create_directories(path_);
-}
-
-TempDir::~TempDir() {
-  std::error_code ec;
-  fs::remove_all(path_, ec);
+fs::path ScratchDir() {
+  static int made = 0;
+  return test_support::ScratchFolder(
+      "wb_" + std::string(::testing::UnitTest::GetInstance()->current_test_info()->name()) + "_" +
+      std::to_string(++made));
 }
 
 fs::path SourceDir() {
@@ -103,7 +96,7 @@ void WriteFile(const fs::path& path, const std::string& bytes) {
 
 std::string Utf8(const std::wstring& text) { return text::WideToUtf8(text); }
 
-fs::path ConvertToXls(const TempDir& dir, const fs::path& source, const std::string& infilter) {
+fs::path ConvertToXls(const fs::path& dir, const fs::path& source, const std::string& infilter) {
   fs::path out = dir / "converted";
   fs::create_directories(out);
   std::string filter = infilter.empty() ? "" : " --infilter=" + Quote(infilter);
@@ -113,7 +106,7 @@ fs::path ConvertToXls(const TempDir& dir, const fs::path& source, const std::str
 }
 
 std::map<std::string, std::vector<std::vector<std::string>>> ReadWithLibreOffice(
-    const TempDir& dir, const fs::path& xls) {
+    const fs::path& dir, const fs::path& xls) {
   static int run = 0;
   fs::path out = dir / ("csv-" + std::to_string(++run));
   fs::create_directories(out);
@@ -131,7 +124,7 @@ std::map<std::string, std::vector<std::vector<std::string>>> ReadWithLibreOffice
   return sheets;
 }
 
-std::string CheckWithXlrd(const TempDir& dir, const fs::path& tmpl, const fs::path& output,
+std::string CheckWithXlrd(const fs::path& dir, const fs::path& tmpl, const fs::path& output,
                           int sheet, const std::vector<Cell>& cells) {
   // The sheet's index, then a line for each cell: row, column, its UTF-8 in hex.
   std::string lines = std::to_string(sheet) + "\n";
@@ -217,19 +210,18 @@ std::string CheckStructure(const std::string& xls, std::size_t new_from, SstFact
       skip -= take;
     }
   }
-  const std::string& first = s;
   std::size_t sst_data = recs[sst].pos + 4;
-  if (Get32(first, sst_data + 4) != starts.size())
-    fail(text::Format("SST says %u unique strings, holds %zu", Get32(first, sst_data + 4),
+  if (Get32(s, sst_data + 4) != starts.size())
+    fail(text::Format("SST says %u unique strings, holds %zu", Get32(s, sst_data + 4),
                       starts.size()));
-  if (Get32(first, sst_data) != labels)
-    fail(text::Format("SST says %u references, the sheets hold %zu", Get32(first, sst_data),
-                      labels));
+  if (Get32(s, sst_data) != labels)
+    fail(text::Format("SST says %u references, the sheets hold %zu", Get32(s, sst_data), labels));
   if (facts) *facts = {starts.size(), group.size() - 1};
 
   // EXTSST: every bucket's first string (in files written here).
   std::size_t ext = group.back() + 1;
   if (new_from == ~std::size_t(0)) {
+    // written elsewhere: no EXTSST to check
   } else if (ext >= recs.size() || recs[ext].type != 0x00FF) {
     fail("no EXTSST after the SST");
   } else {

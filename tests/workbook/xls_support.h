@@ -18,32 +18,24 @@ struct Cell {
   std::wstring text;
 };
 
-class TempDir {
- public:
-  TempDir();
-  ~TempDir();
-  const fs::path& path() const { return path_; }
-  fs::path operator/(const fs::path& name) const { return path_ / name; }
-
- private:
-  fs::path path_;
-};
-
+// A new, empty folder for the running test, removed when the program ends.
+fs::path ScratchDir();
 fs::path SourceDir();
 std::string ReadFile(const fs::path& path);
 void WriteFile(const fs::path& path, const std::string& bytes);
 
 // LibreOffice headless with a private profile under `dir`: converts a source
 // file to .xls ("MS Excel 97") and returns the new file's path.
-fs::path ConvertToXls(const TempDir& dir, const fs::path& source, const std::string& infilter = "");
+fs::path ConvertToXls(const fs::path& dir, const fs::path& source,
+                      const std::string& infilter = "");
 // Every sheet of `xls` as CSV (UTF-8), read with an explicit input filter;
 // keyed by sheet name. Empty when the conversion gave nothing.
 std::map<std::string, std::vector<std::vector<std::string>>> ReadWithLibreOffice(
-    const TempDir& dir, const fs::path& xls);
+    const fs::path& dir, const fs::path& xls);
 
 // xlrd: compares `output` with `tmpl` (see check_xls.py); returns its report,
 // which ends in "OK" when everything matches.
-std::string CheckWithXlrd(const TempDir& dir, const fs::path& tmpl, const fs::path& output,
+std::string CheckWithXlrd(const fs::path& dir, const fs::path& tmpl, const fs::path& output,
                           int sheet, const std::vector<Cell>& cells);
 
 // What the independent readers do not check in the Workbook stream of `xls`
