@@ -132,14 +132,14 @@ TEST_F(CommandTest, OnlyTheRightStringAndAConfirmedSelectionResetTheBodies) {
     const auto before = Picture(&d);
     host_.objects().SetHighlighted(kept, true);  // the command takes the highlight off
 
-    host_.QueueAnswer(2);  // No
-    d.Press("button04");
-    host_.QueueAnswer(1);
-    host_.QueueString(std::string("rq2024"));  // wrong case
-    d.Press("button04");
-    host_.QueueAnswer(1);
-    host_.QueueString(std::nullopt);  // input cancelled
-    d.Press("button04");
+    // No; yes and the string in the wrong case; yes and the input cancelled.
+    const std::pair<int, std::optional<std::string>> tries[] = {
+        {2, std::nullopt}, {1, "rq2024"}, {1, std::nullopt}};
+    for (const auto& [answer, typed] : tries) {
+      host_.QueueAnswer(answer);
+      if (answer == 1) host_.QueueString(typed);
+      d.Press("button04");
+    }
     host_.QueueAnswer(1);
     host_.QueueString(std::string("RQ2024"));
     EXPECT_EQ(CancelPick(d, "button04"), "设置组|选择需要设置为同一组的实体");

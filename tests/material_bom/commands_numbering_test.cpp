@@ -28,7 +28,6 @@ TEST_F(CommandTest, ReorderNumbersEachLayerFromOneAndKeepsGroupsAndNoChangesNoth
               (std::vector<std::string>{"UB-01", "UB-02", "UB-02", "UB-02", "PH-01"}));
     EXPECT_EQ(Column(d, 5, false), (std::vector<std::string>{"", "2", "1", "1", ""}));
     EXPECT_EQ(Column(d, 6, false), (std::vector<std::string>{"1.0", "1.0x2", "1.0", "1.0", "1.0"}));
-    EXPECT_EQ(Column(d, 0), (std::vector<std::string>{"001", "002", "003"}));
   });
   EXPECT_EQ(Attrs({ub3, ub7a, ub7b, ph5}, "材料代号"),
             (std::vector<std::string>{"UB-01", "UB-02", "UB-02", "PH-01"}));

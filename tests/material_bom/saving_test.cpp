@@ -35,7 +35,6 @@ TEST_F(MaterialBomTest, CrowdedLayersAreWarnedAboutAfterTheSave) {
   EXPECT_EQ(Attr(part, "产品材质"), "SPCC");
   EXPECT_EQ(Attr(part, "订单编号"), "SO-7");
   EXPECT_EQ(Attr(part, "产品名称"), "");
-  EXPECT_EQ(Attr(oriented, "是否出图"), "是");
   EXPECT_EQ(Attr(oriented, "材料代号"), "UB-220");
 }
 
