@@ -21,8 +21,11 @@ Shape ChiralBlock(bool mirrored, Point3d at) {
       .Translated({at.X, at.Y, at.Z});
 }
 
-void Code(memory::MemoryHost& h, Tag body, const std::string& code) {
-  h.attributes().SetString(body, "材料代号", code);
+// The body with a code and a name, each when given.
+Tag Code(memory::MemoryHost& h, Tag body, const std::string& code, const std::string& name = "") {
+  if (!code.empty()) h.attributes().SetString(body, "材料代号", code);
+  if (!name.empty()) h.objects().SetName(body, name);
+  return body;
 }
 
 TEST_F(MaterialBomTest, CodesContinueAfterTheHighestNewBodiesLastPerLayer) {
@@ -30,31 +33,30 @@ TEST_F(MaterialBomTest, CodesContinueAfterTheHighestNewBodiesLastPerLayer) {
   Code(host_, AddDrawn(Box(50, 40, 20, {0, 0, 0}), 10), "UB-7");
   Code(host_, AddDrawn(Box(50, 40, 20, {100, 0, 0}), 10), "UB-3");
   host_.AddBody(Box(30, 30, 30, {300, 0, 0}), 10, 42, "c");  // not marked for drawing
-  const Tag c = AddDrawn(Box(30, 30, 30, {400, 0, 0}), 10);
-  host_.objects().SetName(c, "c");
-  const Tag p = AddDrawn(Box(30, 30, 30, {200, 0, 0}), 10);
-  Code(host_, p, "UB-");  // only the layer prefix: not numbered yet
-  host_.objects().SetName(p, "p");
-  const Tag n = AddDrawn(Box(30, 30, 30, {-100, 0, 0}), 10, 186);  // changed-body colour
-  host_.objects().SetName(n, "n");
+  const Tag c = Code(host_, AddDrawn(Box(30, 30, 30, {400, 0, 0}), 10), "", "c");
+  // Only the layer prefix: not numbered yet.
+  const Tag p = Code(host_, AddDrawn(Box(30, 30, 30, {200, 0, 0}), 10), "UB-", "p");
+  // The changed-body colour.
+  const Tag n = Code(host_, AddDrawn(Box(30, 30, 30, {-100, 0, 0}), 10, 186), "", "n");
   AddDrawn(Box(20, 20, 20, {0, 0, 100}), 20);
   const Tag standard = AddDrawn(Box(10, 10, 10, {0, 200, 0}), 20);
   host_.attributes().SetString(standard, "PART_ATTR", "Y");
 
   Open([&](DialogDriver& d, ExportMaterialBom&) {
-    EXPECT_EQ(Column(d, 2),
-              (std::vector<std::string>{"UB-3", "UB-7", "UB-08", "UB-09", "UB-10", "UP-01"}));
+    // Uncoded bodies in coordinate order, then the new-colour body: name,
+    // colour, code, size, state and time.
+    std::vector<std::string> rows;
+    for (Node* n : d.TopNodes("tree_control0")) {
+      std::string row =
+          host_.objects().Name(RowBody(n)) + " " + std::to_string(n->ForegroundColor());
+      for (int c : {2, 4, 13, 14}) row += "|" + n->GetColumnDisplayText(c);
+      rows.push_back(row);
+    }
+    EXPECT_EQ(rows, (std::vector<std::string>{
+                        " 211|UB-3|50.0x40.0x20.0||", " 211|UB-7|50.0x40.0x20.0||",
+                        "p 211|UB-08|30.0x30.0x30.0||", "c 211|UB-09|30.0x30.0x30.0||",
+                        "n 186|UB-10|30.0x30.0x30.0|新增|", " 211|UP-01|20.0x20.0x20.0||"}));
     EXPECT_EQ(Column(d, 0), (std::vector<std::string>{"001", "002", "003", "004", "005", "006"}));
-    const auto top = d.TopNodes("tree_control0");
-    // Uncoded bodies in coordinate order, then the new-colour body.
-    EXPECT_EQ(host_.objects().Name(RowBody(top[2])), "p");
-    EXPECT_EQ(host_.objects().Name(RowBody(top[3])), "c");
-    EXPECT_EQ(host_.objects().Name(RowBody(top[4])), "n");
-    EXPECT_EQ(top[4]->GetColumnDisplayText(13), "新增");
-    EXPECT_EQ(top[4]->ForegroundColor(), 186);
-    EXPECT_EQ(top[3]->ForegroundColor(), 211);
-    EXPECT_EQ(top[3]->GetColumnDisplayText(14), "");
-    EXPECT_EQ(top[3]->GetColumnDisplayText(4), "30.0x30.0x30.0");
   });
   EXPECT_EQ(Boxes("材料BOM"), (std::vector<std::string>{}));
   // The fresh bodies of the work layer went through the neutral file: new
@@ -106,10 +108,8 @@ TEST_F(MaterialBomTest, OverlappingBodiesAreOfferedForDeletionTouchingOnesAreNot
   host_.layers().SetWorkLayer(20);
   AddDrawn(Box(100, 100, 20, {0, 0, 0}), 10);
   AddDrawn(Box(100, 100, 20, {0, 0, 20}), 10);  // rests on the first: touching
-  const Tag a = AddDrawn(Box(50, 50, 50, {500, 0, 0}), 20);
-  const Tag b = AddDrawn(Box(50, 50, 50, {530, 0, 0}), 20);
-  Code(host_, a, "UP-01");
-  Code(host_, b, "UP-02");
+  const Tag a = Code(host_, AddDrawn(Box(50, 50, 50, {500, 0, 0}), 20), "UP-01");
+  const Tag b = Code(host_, AddDrawn(Box(50, 50, 50, {530, 0, 0}), 20), "UP-02");
 
   host_.QueueAnswer(2);  // keep them
   Open([&](DialogDriver& d, ExportMaterialBom&) {
@@ -133,12 +133,10 @@ TEST_F(MaterialBomTest, OverlappingBodiesAreOfferedForDeletionTouchingOnesAreNot
 
 TEST_F(MaterialBomTest, DisplayFilterAndRenumberingFromScratch) {
   MarkSaved();
-  const Tag made = AddDrawn(Box(20, 20, 20, {0, 0, 0}), 10);
-  const Tag bought = AddDrawn(Box(20, 20, 20, {50, 0, 0}), 10);
+  const Tag made = Code(host_, AddDrawn(Box(20, 20, 20, {0, 0, 0}), 10), "UB-05");
+  const Tag bought = Code(host_, AddDrawn(Box(20, 20, 20, {50, 0, 0}), 10), "UB-09");
   host_.attributes().SetString(made, "材料订购方式", "库存料");  // the light method: not bought
   host_.attributes().SetString(bought, "材料订购方式", "毛料订购");
-  Code(host_, made, "UB-05");
-  Code(host_, bought, "UB-09");
   Open([&](DialogDriver& d, ExportMaterialBom& bom) {
     bom.CreatMaterialNodes(1, 1);
     EXPECT_EQ(Column(d, 2), (std::vector<std::string>{"UB-05"}));
