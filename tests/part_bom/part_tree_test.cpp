@@ -5,37 +5,7 @@
 namespace part_bom_test {
 namespace {
 
-TEST_F(PartBomTest, StartUpStopsWithoutTheTableOrTheChangedColourAndMissingListsStayEmpty) {
-  AddPart({"内六角螺钉", "M8x30"});
-  AddPart({"外导柱", "Φ25x180"});
-  fs::remove(dir_ / "R" / "config" / "config.csv");
-  Run([&](DialogDriver& d) { EXPECT_TRUE(d.TopNodes("tree_control0").empty()); });
-  EXPECT_EQ(Messages(),
-            std::vector<std::string>{"Block Styler: 配置文件：R:\\config\\config.csv 不存在！"});
-
-  host_.ClearMessageLog();
-  WriteConfig("设计人员,改模颜色\r\n张伟,\r\n李强,\r\n");
-  Run([&](DialogDriver& d) {
-    EXPECT_TRUE(d.TopNodes("tree_control0").empty());
-    EXPECT_EQ(d.Columns("tree_control0").size(), 12u) << "the columns come first";
-  });
-  EXPECT_EQ(Messages(), std::vector<std::string>{"Block Styler: 未找到改模颜色！"});
-
-  // Keys missing from the table: lists with the empty entry only, no order.
-  host_.ClearMessageLog();
-  WriteConfig("改模颜色\r\n186\r\n");
-  Run([&](DialogDriver& d) {
-    EXPECT_EQ(d.EnumMembers("enum0"), std::vector<std::string>{""});
-    Node* first = d.TopNodes("tree_control0").at(0);
-    EXPECT_EQ(d.AskEditor(first, 8).options, std::vector<std::string>{""});
-    EXPECT_EQ(Column(d.TopNodes("tree_control0"), 1),
-              (std::vector<std::string>{"内六角螺钉", "外导柱"}))
-        << "without a name order the part's order stays";
-  });
-  EXPECT_TRUE(host_.message_log().empty());
-}
-
-TEST_F(PartBomTest, StartUpLoadsColumnsOptionListsAndHeader) {
+TEST_F(PartBomTest, StartUpLoadsTheTableAndStopsWithoutItOrTheChangedColour) {
   Part screw{"内六角螺钉", "M8x30"};
   screw.brand = "HASCO";  // not a configured brand
   AddPart(screw);
@@ -66,6 +36,32 @@ TEST_F(PartBomTest, StartUpLoadsColumnsOptionListsAndHeader) {
     EXPECT_EQ(d.AskEditor(d.TopNodes("tree_control0").at(1), 3).selected, 0);
   });
   EXPECT_TRUE(host_.message_log().empty()) << Messages().front();
+
+  fs::remove(dir_ / "R" / "config" / "config.csv");
+  Run([&](DialogDriver& d) { EXPECT_TRUE(d.TopNodes("tree_control0").empty()); });
+  EXPECT_EQ(Messages(),
+            std::vector<std::string>{"Block Styler: 配置文件：R:\\config\\config.csv 不存在！"});
+
+  host_.ClearMessageLog();
+  WriteConfig("设计人员,改模颜色\r\n张伟,\r\n李强,\r\n");
+  Run([&](DialogDriver& d) {
+    EXPECT_TRUE(d.TopNodes("tree_control0").empty());
+    EXPECT_EQ(d.Columns("tree_control0").size(), 12u) << "the columns come first";
+  });
+  EXPECT_EQ(Messages(), std::vector<std::string>{"Block Styler: 未找到改模颜色！"});
+
+  // Keys missing from the table: lists with the empty entry only, no order.
+  host_.ClearMessageLog();
+  WriteConfig("改模颜色\r\n186\r\n");
+  Run([&](DialogDriver& d) {
+    EXPECT_EQ(d.EnumMembers("enum0"), std::vector<std::string>{""});
+    EXPECT_EQ(d.AskEditor(d.TopNodes("tree_control0").at(0), 8).options,
+              std::vector<std::string>{""});
+    EXPECT_EQ(Column(d.TopNodes("tree_control0"), 1),
+              (std::vector<std::string>{"内六角螺钉", "外导柱"}))
+        << "without a name order the part's order stays";
+  });
+  EXPECT_TRUE(host_.message_log().empty());
 }
 
 TEST_F(PartBomTest, NewBuildGroupsOrdersAndNumbersOverTheChangedGroups) {
