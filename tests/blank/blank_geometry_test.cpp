@@ -2,6 +2,8 @@
 // solids.
 #include "blank/blank_geometry.h"
 
+#include <cmath>
+
 #include "blank_fixture.h"
 
 namespace {
@@ -55,6 +57,12 @@ TEST(BlankGeometry, MatricesAndSystems) {
   ExpectVec(h.csys().AskCsysInfo(csys).matrix.ZAxis(), {0, 0, 1});
   Matrix3x3 flat{1, 0, 0, 2, 0, 0, 0, 0, 1};
   EXPECT_THROW(g.CreateCsys(flat), host::HostError);
+
+  // Axes permuted and reversed are the same system; 10 degrees about Z is not.
+  const Matrix3x3 identity{1, 0, 0, 0, 1, 0, 0, 0, 1}, permuted{0, 0, -1, 1, 0, 0, 0, -1, 0};
+  const double c = std::cos(Deg(10)), s = std::sin(Deg(10));
+  EXPECT_TRUE(BlankGeometry::IsMatrixPannel(permuted, identity));
+  EXPECT_FALSE(BlankGeometry::IsMatrixPannel({c, s, 0, -s, c, 0, 0, 0, 1}, identity));
 }
 
 TEST(BlankGeometry, RoundPartSpecAndTheAllowanceOnTheBody) {
