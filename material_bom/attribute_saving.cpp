@@ -10,7 +10,6 @@ namespace {
 using T = blank::BodyAttributeTitles;
 using namespace material_bom;
 
-constexpr const char* kData = "Data";
 // More counted bodies than this on one layer get a warning (the message
 // says 200 on purpose).
 constexpr int kLayerLimit = 220;
@@ -34,8 +33,6 @@ constexpr std::pair<const char*, int> kRowAttributes[] = {
     {T::kLeadTime, kColLeadTime},   {T::kQuantity, kColQuantity},
     {T::kNetWeight, kColNetWeight}, {T::kProcess, kColProcess},
     {T::kAllowance, kColAllowance}, {T::kDrawing, -1}};
-
-host::Tag RowBody(host::Node* row) { return row->GetNodeData().GetTaggedObject(kData); }
 
 }  // namespace
 

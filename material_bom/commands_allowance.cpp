@@ -21,18 +21,12 @@ using T = blank::BodyAttributeTitles;
 using F = blank::ValueFormats;
 using namespace material_bom;
 
-constexpr const char* kData = "Data";
 constexpr const char* kResetMark = "Reset";
 constexpr const char* kAllowanceMark = "Allowance";
 
 constexpr const char* kAutoOrientNotice =
     "提示：\n1.请手动选择需要摆正的体，程序将自动计算摆正,显示坐标是出图方向\n2.95%满足我们的要求，"
     "如果不满足，请双击清单更改出图方向";
-
-host::Tag BodyOf(host::Node* row) {
-  host::DataContainer& data = row->GetNodeData();
-  return data.HasKey(kData) ? data.GetTaggedObject(kData) : host::kNullTag;
-}
 
 // The five allowances of a row's "余量" text "a_b_c_d_e"; all zero when it
 // is empty or not of five parts.
@@ -56,7 +50,7 @@ void ExportMaterialBom::SetAllowance() {
     const std::vector<host::Node*> selected = material_tree_->GetSelectedNodes();
     if (!selected.empty()) row = selected.front();
   }
-  const host::Tag body = row == nullptr ? host::kNullTag : BodyOf(row);
+  const host::Tag body = row == nullptr ? host::kNullTag : RowBody(row);
   if (body == host::kNullTag || !host_.objects().Exists(body)) {
     throw std::runtime_error("请先在清单中双击需要设置余量的实体");
   }
@@ -85,7 +79,7 @@ void ExportMaterialBom::SetAllowance() {
   // The rows of the body show the new allowance.
   std::vector<std::pair<host::Node*, std::string>> shown;
   for (host::Node* r = material_tree_->RootNode(); r != nullptr; r = r->NextNode()) {
-    if (BodyOf(r) != body) continue;
+    if (RowBody(r) != body) continue;
     shown.push_back({r, r->GetColumnDisplayText(kColAllowance)});
     r->SetColumnDisplayText(kColAllowance, allowance);
   }
@@ -121,7 +115,7 @@ void ExportMaterialBom::SetAllowance() {
 // --- The body's coordinate system given by hand ----------------------------------------------
 
 bool ExportMaterialBom::ResetBodyCsys(host::Node* row) {
-  const host::Tag body = row == nullptr ? host::kNullTag : BodyOf(row);
+  const host::Tag body = row == nullptr ? host::kNullTag : RowBody(row);
   if (body == host::kNullTag) throw std::runtime_error("清单中的这一行没有对应的实体");
   calculator();  // throws when the configuration was not loaded
   host::Undo& undo = host_.undo();
@@ -134,7 +128,7 @@ bool ExportMaterialBom::ResetBodyCsys(host::Node* row) {
   std::map<host::Tag, bool> blanked;
   for (host::Node* r = material_tree_->RootNode(); r != nullptr; r = r->NextNode()) {
     row_states.push_back({r, r->State()});
-    const host::Tag b = BodyOf(r);
+    const host::Tag b = RowBody(r);
     if (b == host::kNullTag || !objects.Exists(b)) continue;
     blanked.emplace(b, objects.IsBlanked(b));
     r->SetState(b == body ? host::kNodeChecked : host::kNodeUnchecked);
@@ -195,7 +189,7 @@ void ExportMaterialBom::MeasureInNewCsys(host::Tag body, const host::Matrix3x3& 
       RefreshBodyRows(body, *r);
     } else {
       for (host::Node* n = material_tree_->RootNode(); n != nullptr; n = n->NextNode())
-        if (BodyOf(n) == body) n->SetColumnDisplayText(kColSpec, spec);
+        if (RowBody(n) == body) n->SetColumnDisplayText(kColSpec, spec);
     }
 
     // The orientation, the row mark and the named system on the hidden layer,
@@ -209,7 +203,7 @@ void ExportMaterialBom::MeasureInNewCsys(host::Tag body, const host::Matrix3x3& 
     }
     const int changed = settings().common.changed_body_color;
     for (host::Node* n = material_tree_->RootNode(); n != nullptr; n = n->NextNode())
-      if (BodyOf(n) == body && n->ForegroundColor() != changed)
+      if (RowBody(n) == body && n->ForegroundColor() != changed)
         n->SetForegroundColor(kEditMarkColor);
     calc.orientation().PlaceBlankCsys(body, matrix, identity);
   }

@@ -18,17 +18,10 @@ namespace {
 using T = blank::BodyAttributeTitles;
 using namespace material_bom;
 
-constexpr const char* kData = "Data";
-
 constexpr const char* kResetQuestion =
     "是否重设置？\n当点击重设置时，请注意下面内容：\nA:点击重设置后，已出过图的，请不要点击重设置"
     "（否则球标、图纸编号、材料信息等，将和原来的图档不一样！！！\nB:点击重设置时，里面含有很大的"
     "计算量，最好用一个图层设置，否则会很卡，最好用高配电脑。";
-
-host::Tag BodyOf(host::Node* row) {
-  host::DataContainer& data = row->GetNodeData();
-  return data.HasKey(kData) ? data.GetTaggedObject(kData) : host::kNullTag;
-}
 
 // The round form of a size "axbxc", the pieces compared as text: a equal to
 // b gives "ΦaxHc", else a equal to c gives "ΦaxHb", else "ΦbxHa".
@@ -78,7 +71,7 @@ void ExportMaterialBom::SetRoundParts() {
   const std::set<host::Tag> chosen(picked->begin(), picked->end());
   std::vector<host::Node*> rows;
   for (host::Node* row = material_tree_->RootNode(); row != nullptr; row = row->NextNode())
-    if (chosen.count(BodyOf(row))) rows.push_back(row);
+    if (chosen.count(RowBody(row))) rows.push_back(row);
   if (!rows.empty()) material_tree_->SelectNodes(rows, true, false);
 }
 
@@ -115,7 +108,7 @@ void ExportMaterialBom::SetSameCode() {
 // are computed and numbered again.
 void ExportMaterialBom::ResetBodies() {
   for (host::Node* row = material_tree_->RootNode(); row != nullptr; row = row->NextNode()) {
-    const host::Tag body = BodyOf(row);
+    const host::Tag body = RowBody(row);
     if (body != host::kNullTag && host_.objects().Exists(body))
       host_.objects().SetHighlighted(body, false);
   }

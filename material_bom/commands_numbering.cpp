@@ -17,8 +17,6 @@ namespace {
 using T = blank::BodyAttributeTitles;
 using namespace material_bom;
 
-constexpr const char* kData = "Data";
-
 constexpr const char* kReorderQuestion =
     "是否要执行重新排序？\n当点击重排序时，请注意下面内容\nA:点击重排序后，（旧图档）已出过图的，"
     "请不要点击重设置（否则求标、图纸编号、材料信息等将和原来的图档不一样！！！）\nB:点击重排序后，"
@@ -75,11 +73,6 @@ std::optional<std::string> RewriteSpec(const std::string& spec, int decimals) {
   return std::nullopt;
 }
 
-host::Tag BodyOf(host::Node* row) {
-  host::DataContainer& data = row->GetNodeData();
-  return data.HasKey(kData) ? data.GetTaggedObject(kData) : host::kNullTag;
-}
-
 }  // namespace
 
 // --- Reading the tree back and building it again ------------------------------------
@@ -129,7 +122,7 @@ host::Node* ExportMaterialBom::RecreateGroup(const RowGroup& group, host::Node* 
 void ExportMaterialBom::SetGroupCode(host::Node* top, const std::string& code) {
   auto set = [&](host::Node* row) {
     row->SetColumnDisplayText(kColCode, code);
-    if (MaterialParam* r = GetBodyMtlParam(BodyOf(row), records_)) r->code = code;
+    if (MaterialParam* r = GetBodyMtlParam(RowBody(row), records_)) r->code = code;
   };
   set(top);
   for (host::Node* c = top->FirstChildNode(); c != nullptr; c = c->NextSiblingNode()) set(c);
@@ -209,7 +202,7 @@ void ExportMaterialBom::RewriteSpecs() {
     if (MaterialParam* r = GetBodyMtlParam(body, records_)) r->spec = *rewritten;
   }
   for (host::Node* row = material_tree_->RootNode(); row != nullptr; row = row->NextNode()) {
-    const host::Tag body = BodyOf(row);
+    const host::Tag body = RowBody(row);
     if (body != host::kNullTag && attrs.Has(body, T::kSpec))
       row->SetColumnDisplayText(kColSpec, attrs.GetString(body, T::kSpec));
   }

@@ -15,7 +15,6 @@ namespace {
 using T = blank::BodyAttributeTitles;
 using namespace material_bom;
 
-constexpr const char* kData = "Data";
 constexpr const char* kNeutralFile = "temp.x_t";
 constexpr const char* kDrawnTitle = "转图标识";
 constexpr const char* kDefaultOverlapPrompt = "当前高亮显示的实体为重叠的实体，是否删除？";
@@ -387,7 +386,8 @@ void ExportMaterialBom::FinishGroups() {
       head->SetColumnDisplayText(c, top->GetColumnDisplayText(c));
     head->SetState(host::kNodeChecked);
     head->SetForegroundColor(top->ForegroundColor());
-    head->GetNodeData().SetTaggedObject(kData, top->GetNodeData().GetTaggedObject(kData));
+    head->GetNodeData().SetTaggedObject(kRowBodyKey,
+                                        top->GetNodeData().GetTaggedObject(kRowBodyKey));
     int count = 0;
     for (host::Node* child = top->FirstChildNode(); child != nullptr;
          child = child->NextSiblingNode(), ++count) {
@@ -413,7 +413,7 @@ host::Node* ExportMaterialBom::CreateMateriNode(int row, const MaterialParam& r,
       &r.chamfer,    &r.height_datum, &r.lead_time,      &r.state,      &r.modified,
       &r.net_weight, &r.process,      &r.weight,         &r.net_weight, &r.allowance};
   for (int c = 1; c < kMaterialColumnCount; ++c) node->SetColumnDisplayText(c, *texts[c]);
-  node->GetNodeData().SetTaggedObject(kData, r.body);
+  node->GetNodeData().SetTaggedObject(kRowBodyKey, r.body);
   node->SetState(host::kNodeChecked);
   node->SetForegroundColor(settings().material.normal_row_color);
   return node;
@@ -438,7 +438,7 @@ host::Node* ExportMaterialBom::CreateParamNode(const NodeParam& p, host::Node* p
       &p.chamfer,    &p.height_datum, &p.lead_time,      &p.state,      &p.modified,
       &p.net_weight, &p.process,      &p.weight,         &p.net_weight, &allowance};
   for (int c = 1; c < kMaterialColumnCount; ++c) node->SetColumnDisplayText(c, *texts[c]);
-  node->GetNodeData().SetTaggedObject(kData, p.body);
+  node->GetNodeData().SetTaggedObject(kRowBodyKey, p.body);
   node->SetState(host::kNodeChecked);
   node->SetForegroundColor(p.state == T::kNewState ? settings().common.changed_body_color
                                                    : settings().material.normal_row_color);
@@ -450,10 +450,18 @@ host::Node* ExportMaterialBom::CreateParamNode(const NodeParam& p, host::Node* p
 void ExportMaterialBom::RefreshBodyRows(host::Tag body, const MaterialParam& record) {
   if (material_tree_ == nullptr) return;
   for (host::Node* row = material_tree_->RootNode(); row != nullptr; row = row->NextNode()) {
-    host::DataContainer& data = row->GetNodeData();
-    if (!data.HasKey(kData) || data.GetTaggedObject(kData) != body) continue;
+    if (RowBody(row) != body) continue;
     row->SetColumnDisplayText(kColSpec, record.spec);
     row->SetColumnDisplayText(kColWeight, record.weight);
     SetGroupWeights(row, ChildCount(row));
   }
 }
+
+namespace material_bom {
+
+host::Tag RowBody(host::Node* row) {
+  host::DataContainer& data = row->GetNodeData();
+  return data.HasKey(kRowBodyKey) ? data.GetTaggedObject(kRowBodyKey) : host::kNullTag;
+}
+
+}  // namespace material_bom

@@ -5,7 +5,16 @@
 
 #include "host/types.h"
 
+namespace host {
+class Node;
+}
+
 namespace material_bom {
+
+// The node data key under which a material tree row keeps its body.
+inline constexpr const char* kRowBodyKey = "Data";
+// The body of a material tree row; the null tag for a row without one.
+host::Tag RowBody(host::Node* row);
 
 // Material tree columns by index.
 enum MaterialColumn : int {

@@ -12,19 +12,12 @@ namespace {
 using T = blank::BodyAttributeTitles;
 using namespace material_bom;
 
-constexpr const char* kData = "Data";
-
 enum MenuItem : int { kHide = 0, kShow = 1, kCancelSame = 2, kAllowance = 4 };
 
 constexpr const char* kCancelSameQuestion =
     "当取消相同件时，请注意下面内容：\nA:如果每当点击一次取消相同件时，然后点击保存，"
     "所取消的将不参加相同件计算，自动排序到该图层最后面。\nB:当点击全部取消相同件后，"
     "再点击保存，所取消的将自动参与相同件计算，将相同体自动计算结果，自动排序到该图层最后面。";
-
-host::Tag RowBody(host::Node* row) {
-  host::DataContainer& data = row->GetNodeData();
-  return data.HasKey(kData) ? data.GetTaggedObject(kData) : host::kNullTag;
-}
 
 // The attribute a list or text column writes.
 const char* ColumnTitle(int column) {

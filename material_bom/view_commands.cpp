@@ -5,20 +5,13 @@
 
 #include "material_bom/export_material_bom.h"
 
-namespace {
-
-constexpr const char* kData = "Data";
-
-}  // namespace
-
 // "bodySelect0": the rows of the picked bodies become the selected rows.
 void ExportMaterialBom::SelectPickedRows() {
   const std::vector<host::Tag> picked = body_select_->GetSelectedObjects();
   const std::set<host::Tag> bodies(picked.begin(), picked.end());
   std::vector<host::Node*> rows, others;
   for (host::Node* row = material_tree_->RootNode(); row != nullptr; row = row->NextNode()) {
-    host::DataContainer& data = row->GetNodeData();
-    const bool hit = data.HasKey(kData) && bodies.count(data.GetTaggedObject(kData));
+    const bool hit = bodies.count(material_bom::RowBody(row)) > 0;
     (hit ? rows : others).push_back(row);
   }
   if (!others.empty()) material_tree_->SelectNodes(others, false, false);
