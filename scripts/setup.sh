@@ -9,7 +9,8 @@ packages=(
   libocct-ocaf-dev libocct-data-exchange-dev libocct-visualization-dev
   libtbb-dev libgtest-dev libgmock-dev libbenchmark-dev libpugixml-dev
   python3 python3-xlrd libreoffice-calc-nogui zlib1g-dev
-  chromium fonts-wqy-zenhei
+  chromium chromium-driver python3-selenium fonts-wqy-zenhei
+  libcpp-httplib-dev nlohmann-json3-dev libjs-three
 )
 
 missing=()
