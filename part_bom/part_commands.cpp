@@ -26,10 +26,9 @@ std::runtime_error Error(const std::string& message) { return std::runtime_error
 void ExportPartBom::RefreshTree() {
   host::Tree& tree = TreeBlock();
   while (host::Node* row = tree.RootNode()) tree.DeleteNode(row);
-  // The rebuilt tree holds every row: the display filter shows all again and
-  // has nothing set aside.
-  set_aside_.clear();
-  if (enum02_ != nullptr) enum02_->SetValue(0);
+  // The display filter keeps its choice and its set-aside rows: the rebuild
+  // lists only shown bodies, so the groups set aside come back only through
+  // the filter.
   CreatStandardPartNodes(host_.attributes().Has(work_part_, kSortedTitle));
   host_.messages().ShowMessage(kPartBomTitle, host::kInformationMessage, "已刷新显示！");
 }

@@ -82,11 +82,31 @@ TEST_F(PartBomTest, DisplayFilterShowsTheNewRowsThenBringsTheOthersBack) {
     for (Node* n : d.AllNodes("tree_control0")) EXPECT_EQ(n->State(), host::kNodeChecked);
     EXPECT_EQ(BodyOf(d.Children(d.TopNodes("tree_control0")[1])[0]), pin);
 
-    // A refresh rebuilds every row and the filter shows all again.
+    // A refresh while only the new rows are shown rebuilds the rows of the
+    // shown bodies and leaves the filter as it is, with the groups it set
+    // aside: switching back brings them back, unblanked.
     d.SelectEnum("enum02", 1);
     d.Press("button02");
-    EXPECT_EQ(d.Enum("enum02"), 0);
+    EXPECT_EQ(d.Enum("enum02"), 1);
+    EXPECT_EQ(Rows(d),
+              (std::vector<std::string>{"001|矩形弹簧|TF25x50|MISUMI|1|SUJ2|淬火||恒达|3天|新增",
+                                        "  001|矩形弹簧|TF25x50|MISUMI||SUJ2|淬火||恒达|3天|新增"}))
+        << "the rebuild numbers only what it lists";
+    d.SelectEnum("enum02", 0);
+    EXPECT_EQ(Rows(d),
+              (std::vector<std::string>{"001|矩形弹簧|TF25x50|MISUMI|1|SUJ2|淬火||恒达|3天|新增",
+                                        "  001|矩形弹簧|TF25x50|MISUMI||SUJ2|淬火||恒达|3天|新增",
+                                        "001|外导柱|Φ25x180|MISUMI|1|SUJ2|淬火||恒达|3天",
+                                        "  001|外导柱|Φ25x180|MISUMI||SUJ2|淬火||恒达|3天",
+                                        "002|矩形弹簧|TF25x50|MISUMI|1|SUJ2|淬火||恒达|3天",
+                                        "  002|矩形弹簧|TF25x50|MISUMI||SUJ2|淬火||恒达|3天"}));
+    std::vector<Tag> listed;
+    for (Node* n : d.AllNodes("tree_control0"))
+      if (BodyOf(n) != host::kNullTag) listed.push_back(BodyOf(n));
+    EXPECT_EQ(listed, (std::vector<Tag>{new_spring, pin, spring}));
+    for (Tag b : {pin, spring, new_spring}) EXPECT_FALSE(host_.objects().IsBlanked(b));
   });
+  EXPECT_EQ(Messages(), std::vector<std::string>{"标准件BOM: 已刷新显示！"});
 }
 
 TEST_F(PartBomTest, SaveChecksTheHeaderStoresTheRowsAndTheExportNeverOverwritesAnEarlierBom) {
