@@ -154,7 +154,9 @@ host::Node* ExportPartBom::CreateNewAddPartNode(int& counter, const Group& group
   const std::string sequence = SequenceText(counter + 1);
   ++counter;
   host::Node* row = NewRow(sequence, nullptr, previous);
-  FillRow(row, group.front());
+  // The row speaks for its new parts only, not for a regular body ahead of
+  // them in the group.
+  FillRow(row, *std::find_if(group.begin(), group.end(), [](const auto& p) { return p.changed; }));
   row->SetColumnDisplayText(kQuantityColumn, std::to_string(count));
   row->SetColumnDisplayText(kStateColumn, kNewState);
   row->SetForegroundColor(changed_color_);
