@@ -2,6 +2,7 @@
 // dispatch of its commands.
 #include "part_bom/export_part_bom.h"
 
+#include <algorithm>
 #include <stdexcept>
 
 #include "config/csv.h"
@@ -24,11 +25,20 @@ constexpr ColumnSpec kColumns[ExportPartBom::kColumnCount] = {
     {"数量", 60},   {"材质", 60},     {"热处理", 75},     {"备注", 60},
     {"供应商", 86}, {"采购周期", 80}, {"状态", 50},       {"修改时间", 80}};
 
-// A list of one empty entry followed by the non-empty cells of a column.
-std::vector<std::string> OptionList(const std::vector<std::string>& cells) {
+// The members of an enumeration: one empty entry followed by the non-empty
+// cells of a column (an enumeration shows one empty member only).
+std::vector<std::string> MemberList(const std::vector<std::string>& cells) {
   std::vector<std::string> out{""};
   for (const std::string& c : cells)
     if (!c.empty()) out.push_back(c);
+  return out;
+}
+
+// A cell editor's options: one empty entry followed by every cell of the
+// column as the table holds it, blank cells included.
+std::vector<std::string> OptionList(const std::vector<std::string>& cells) {
+  std::vector<std::string> out{""};
+  out.insert(out.end(), cells.begin(), cells.end());
   return out;
 }
 
@@ -170,14 +180,14 @@ void ExportPartBom::LoadConfiguration() {
   const std::vector<std::string> lead_times = table.GetColumnValue(kLeadTimesKey);
   table.CloseConfigFile();
 
-  // The first value of the column; every cell under the other keys counts
-  // too, so a column shorter than the table has empty cells at its end.
-  const std::vector<std::string> color_values = OptionList(colors);
-  if (color_values.size() < 2) throw std::runtime_error("未找到改模颜色！");
-  changed_color_ = config::CellToInt(color_values[1]);
+  // The colour is the column's first cell as the table holds it (a blank
+  // first cell reads as 0); a column without any value names no colour.
+  if (std::all_of(colors.begin(), colors.end(), [](const std::string& c) { return c.empty(); }))
+    throw std::runtime_error("未找到改模颜色！");
+  changed_color_ = config::CellToInt(colors.front());
 
-  Need(enum0_, "enum0").SetEnumMembers(OptionList(tonnages));
-  Need(enum01_, "enum01").SetEnumMembers(OptionList(designers));
+  Need(enum0_, "enum0").SetEnumMembers(MemberList(tonnages));
+  Need(enum01_, "enum01").SetEnumMembers(MemberList(designers));
   brands_ = OptionList(brands);
   heat_treatments_ = OptionList(heat_treatments);
   suppliers_ = OptionList(suppliers);

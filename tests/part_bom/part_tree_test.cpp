@@ -25,13 +25,14 @@ TEST_F(PartBomTest, StartUpLoadsTheTableAndStopsWithoutItOrTheChangedColour) {
     EXPECT_EQ(d.EnumText("enum0"), "110T");
     EXPECT_EQ(d.EnumMembers("enum01"), (std::vector<std::string>{"", "张伟", "李强"}));
     EXPECT_EQ(d.Enum("enum01"), 0) << "a stored value that is no member selects the empty one";
-    // The option lists begin with the empty entry; the cell's value is preselected.
+    // The option lists begin with the empty entry and keep the table's blank
+    // cells; the cell's value is preselected.
     Node* group = d.TopNodes("tree_control0").at(0);
     const memory::CellEditor brand = d.AskEditor(group, 3);
     EXPECT_EQ(brand.control, host::ControlType::ComboBox);
-    EXPECT_EQ(brand.options, (std::vector<std::string>{"", "MISUMI", "盘起"}));
+    EXPECT_EQ(brand.options, (std::vector<std::string>{"", "MISUMI", "盘起", ""}));
     EXPECT_EQ(brand.selected, 1);
-    EXPECT_EQ(d.AskEditor(group, 9).options, (std::vector<std::string>{"", "1天", "3天"}));
+    EXPECT_EQ(d.AskEditor(group, 9).options, (std::vector<std::string>{"", "1天", "3天", ""}));
     EXPECT_EQ(d.AskEditor(group, 6).selected, 2);
     EXPECT_EQ(d.AskEditor(d.TopNodes("tree_control0").at(1), 3).selected, 0);
   });
@@ -50,6 +51,19 @@ TEST_F(PartBomTest, StartUpLoadsTheTableAndStopsWithoutItOrTheChangedColour) {
   });
   EXPECT_EQ(Messages(), std::vector<std::string>{"Block Styler: 未找到改模颜色！"});
 
+  // The colour is the first cell as the table holds it: a blank first cell
+  // names colour 0, not the 186 below it, and a part in 186 is no new part.
+  host_.ClearMessageLog();
+  WriteConfig("改模颜色,标准件-供应商\r\n,\r\n186,恒达\r\n");
+  const Tag pink = AddPart({"氮气弹簧", "X350"}, kChanged);
+  Run([&](DialogDriver& d) {
+    EXPECT_EQ(Column(d.TopNodes("tree_control0"), 10), (std::vector<std::string>{"", "", ""}));
+    EXPECT_EQ(BodyOf(d.Children(d.TopNodes("tree_control0").at(2)).at(0)), pink);
+    EXPECT_EQ(d.AskEditor(d.TopNodes("tree_control0").at(0), 8).options,
+              (std::vector<std::string>{"", "", "恒达"}));
+  });
+  EXPECT_TRUE(host_.message_log().empty());
+
   // Keys missing from the table: lists with the empty entry only, no order.
   host_.ClearMessageLog();
   WriteConfig("改模颜色\r\n186\r\n");
@@ -58,7 +72,7 @@ TEST_F(PartBomTest, StartUpLoadsTheTableAndStopsWithoutItOrTheChangedColour) {
     EXPECT_EQ(d.AskEditor(d.TopNodes("tree_control0").at(0), 8).options,
               std::vector<std::string>{""});
     EXPECT_EQ(Column(d.TopNodes("tree_control0"), 1),
-              (std::vector<std::string>{"内六角螺钉", "外导柱"}))
+              (std::vector<std::string>{"内六角螺钉", "外导柱", "氮气弹簧"}))
         << "without a name order the part's order stays";
   });
   EXPECT_TRUE(host_.message_log().empty());
@@ -91,7 +105,7 @@ TEST_F(PartBomTest, NewBuildGroupsOrdersAndNumbersOverTheChangedGroups) {
                            "  004",
                            "005|外导柱|Φ25x180|MISUMI|1|SUJ2|淬火||恒达|3天|新增",
                            "  005|外导柱|Φ25x180|MISUMI||SUJ2|淬火||恒达|3天|新增",
-                           "006|矩形弹簧|TF25x50|MISUMI|1|SWOSC-V|淬火||恒达|3天|新增|"
+                           "006|矩形弹簧|TF25x50|MISUMI|1|SUJ2|淬火||恒达|3天|新增|"
                            "2024-06-01 08:00:00",
                            "  006|矩形弹簧|TF25x50|MISUMI||SUJ2|淬火||恒达|3天|新增|"
                            "2024-06-01 08:00:00",
