@@ -128,20 +128,20 @@ int SetBoOffset::update_cb(host::UIBlock* block) {
 }
 
 int SetBoOffset::ok_cb() {
+  // The press counts as confirmed before anything is read: the values and
+  // marks taken up to a failure stand, and the dialog stays open with it.
+  ok_ = true;
   try {
-    // The values are kept only when the whole confirmation succeeds: a
-    // failure leaves the dialog open and the earlier values in place.
-    double offset[5];
     if (Required(toggle0_, kLayout, "toggle0").Value()) {
       const double side = Required(double0_, kLayout, "double0").Value();
-      for (int i = 0; i < 4; ++i) offset[i] = side;
+      for (int i = 0; i < 4; ++i) offset_[i] = side;
     } else {
-      offset[0] = Required(double01_, kLayout, "double01").Value();
-      offset[1] = Required(double02_, kLayout, "double02").Value();
-      offset[2] = Required(double03_, kLayout, "double03").Value();
-      offset[3] = Required(double04_, kLayout, "double04").Value();
+      offset_[0] = Required(double01_, kLayout, "double01").Value();
+      offset_[1] = Required(double02_, kLayout, "double02").Value();
+      offset_[2] = Required(double03_, kLayout, "double03").Value();
+      offset_[3] = Required(double04_, kLayout, "double04").Value();
     }
-    offset[4] = Required(double05_, kLayout, "double05").Value();
+    offset_[4] = Required(double05_, kLayout, "double05").Value();
 
     if (body_ != host::kNullTag) {
       // Marks are only ever added: an unticked frame keeps an earlier mark.
@@ -159,8 +159,6 @@ int SetBoOffset::ok_cb() {
         }
       }
     }
-    for (int i = 0; i < 5; ++i) offset_[i] = offset[i];
-    ok_ = true;
   } catch (const std::exception& e) {
     dialogs::ShowCallbackError(host_, e);
     return 1;

@@ -66,7 +66,7 @@ TEST_F(SetBoOffsetTest, OneValueServesTheFourSidesButNotTheThicknessAndFrameMark
   EXPECT_TRUE(host_.message_log().empty());
 }
 
-TEST_F(SetBoOffsetTest, ADeletedBodyIsReportedAndCancelOrNoBodyChangeNothing) {
+TEST_F(SetBoOffsetTest, ADeletedBodyIsReportedAndTheOkPressedBeforeTheFailureStands) {
   SetBoOffset dialog(host_);
   dialog.SetBomOffset(1, 2, 3, 4, 5);
   const Tag gone = host_.AddBody(Shape::Box(10, 10, 10, {300, 0, 0}));
@@ -83,8 +83,20 @@ TEST_F(SetBoOffsetTest, ADeletedBodyIsReportedAndCancelOrNoBodyChangeNothing) {
     d.Cancel();
   });
   EXPECT_EQ(dialog.Show(), host::kResponseCancel);
-  EXPECT_FALSE(dialog.IsOk());
-  EXPECT_EQ(Offsets(dialog), (std::vector<double>{1, 2, 3, 4, 5}));
+  // OK was pressed and its values taken before the mark failed.
+  EXPECT_TRUE(dialog.IsOk());
+  EXPECT_EQ(Offsets(dialog), (std::vector<double>{7, 2, 3, 4, 5}));
+
+  // Cancelled at once, a new dialog reports no OK and keeps its values.
+  SetBoOffset cancelled(host_);
+  cancelled.SetBomOffset(1, 2, 3, 4, 5);
+  dialogs().QueueDriver("SetBoOffset.dlx", [](DialogDriver& d) {
+    d.SetDouble("double01", 9);
+    d.Cancel();
+  });
+  EXPECT_EQ(cancelled.Show(), host::kResponseCancel);
+  EXPECT_FALSE(cancelled.IsOk());
+  EXPECT_EQ(Offsets(cancelled), (std::vector<double>{1, 2, 3, 4, 5}));
 
   // Without a body the frame toggles keep the layout's state, and OK writes
   // no marks anywhere.
