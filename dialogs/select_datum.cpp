@@ -38,6 +38,18 @@ bool ParseDouble(const std::string& s, double& value) {
   return *end == '\0';
 }
 
+// The orthonormal matrix of a stored orientation "x1,y1,z1,x2,y2,z2,...";
+// false unless it has more than six fields, six numbers and two directions
+// that make a system.
+bool ReadOrientation(const std::string& orient, host::Matrix3x3& matrix) {
+  const std::vector<std::string> fields = SelectDatum::SplitStr(orient, ",");
+  if (fields.size() <= 6) return false;
+  double v[6];
+  for (int i = 0; i < 6; ++i)
+    if (!ParseDouble(fields[i], v[i])) return false;
+  return host::Mtx3Initialize({v[0], v[1], v[2]}, {v[3], v[4], v[5]}, matrix) == 0;
+}
+
 }  // namespace
 
 using dialogs::Required;
@@ -183,10 +195,9 @@ void SelectDatum::UpdateShow() {
   const host::Tag saved_wcs = csys.AskWcs();
   const int face = Required(enum01_, kLayout, "enum01").Value();
   const int point = Required(enum02_, kLayout, "enum02").Value();
-  if (face < 0 || face > 1 || point < 0 || point > 8) {
-    throw std::runtime_error(text::Format("基准面%d或基准点%d不在选项之内", face, point));
-  }
   DeleteSpheres();
+  // A choice that names no face and point has nothing to show.
+  if (face < 0 || face > 1 || point < 0 || point > 8) return;
 
   // The systems built from orientations are temporary: they are removed,
   // and the work coordinate system restored, however the preview ends.
@@ -220,23 +231,12 @@ void SelectDatum::UpdateShow() {
       if (!named.empty()) system = named.front();
     }
     if (system == host::kNullTag && has_orient) {
-      const std::string orient = attributes.GetString(body, kOrientTitle);
-      const std::vector<std::string> fields = SplitStr(orient, ",");
       // Only a value with more than six fields is read; the first three are
-      // the X direction, the next three the Y direction.
-      if (fields.size() > 6) {
-        double v[6];
-        for (int i = 0; i < 6; ++i) {
-          if (!ParseDouble(fields[i], v[i])) {
-            throw std::runtime_error("实体的" + std::string(kOrientTitle) + "\"" + orient +
-                                     "\"不是有效的方向");
-          }
-        }
-        host::Matrix3x3 matrix;
-        if (host::Mtx3Initialize({v[0], v[1], v[2]}, {v[3], v[4], v[5]}, matrix) != 0) {
-          throw std::runtime_error("实体的" + std::string(kOrientTitle) + "\"" + orient +
-                                   "\"无法构成坐标系");
-        }
+      // the X direction, the next three the Y direction. Numbers that cannot
+      // be read, or directions that make no system, leave the body measured
+      // in the work coordinate system as it stands, like a body without one.
+      host::Matrix3x3 matrix;
+      if (ReadOrientation(attributes.GetString(body, kOrientTitle), matrix)) {
         const host::Tag matrix_object = csys.CreateMatrix(matrix);
         temporary.push_back(matrix_object);
         system = csys.CreateTempCsys({0.0, 0.0, 0.0}, matrix_object);

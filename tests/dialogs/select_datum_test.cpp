@@ -78,6 +78,8 @@ TEST_F(SelectDatumTest, TheStoredDatumAndEachChoiceArePreviewedInTheBodysOwnSyst
   host_.attributes().SetString(six, "材料方位", Orientation());
   const Tag parallel = TurnedBlock({600, 300, 0});
   host_.attributes().SetString(parallel, "材料方位", "1,0,0,-1,0,0,0");
+  const Tag unreadable = TurnedBlock({900, 300, 0});
+  host_.attributes().SetString(unreadable, "材料方位", "1,0,0,abc,1,0,0");
 
   SelectDatum dialog(host_);
   dialogs().QueueDriver("SelectDatum.dlx", [&](DialogDriver& d) {
@@ -101,8 +103,12 @@ TEST_F(SelectDatumTest, TheStoredDatumAndEachChoiceArePreviewedInTheBodysOwnSyst
     ExpectSpheres({oriented_at, host_.bodies().AskBoundingBoxExact(six, wcs).corner});
     d.ClearSelection("bodySelect0");
     ExpectSpheres({});
-    d.Pick("bodySelect0", {parallel});
-    ExpectSpheres({});
+    // Orientations that make no system or cannot be read raise nothing of
+    // their own: those bodies are measured in the work system as it stands,
+    // and the bodies picked with them are previewed all the same.
+    d.Pick("bodySelect0", {parallel, unreadable, oriented});
+    ExpectSpheres({host_.bodies().AskBoundingBoxExact(parallel, wcs).corner,
+                   host_.bodies().AskBoundingBoxExact(unreadable, wcs).corner, oriented_at});
 
     // Values that name no face and point: reported, the choice stays, and
     // the preview follows it.
@@ -121,7 +127,6 @@ TEST_F(SelectDatumTest, TheStoredDatumAndEachChoiceArePreviewedInTheBodysOwnSyst
   // No temporary system is left as the work system.
   EXPECT_EQ(host_.csys().AskWcs(), wcs);
   EXPECT_EQ(Messages(), (std::vector<std::string>{
-                            "Block Styler|实体的材料方位\"1,0,0,-1,0,0,0\"无法构成坐标系",
                             "Block Styler|实体的标注基准\"0-x\"无效，应为\"面-点\"，如0-4",
                             "Block Styler|实体的标注基准\"2-1\"无效，应为\"面-点\"，如0-4"}));
 }
