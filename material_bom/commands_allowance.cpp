@@ -22,7 +22,6 @@ using F = blank::ValueFormats;
 using namespace material_bom;
 
 constexpr const char* kResetMark = "Reset";
-constexpr const char* kAllowanceMark = "Allowance";
 
 constexpr const char* kAutoOrientNotice =
     "提示：\n1.请手动选择需要摆正的体，程序将自动计算摆正,显示坐标是出图方向\n2.95%满足我们的要求，"
@@ -62,13 +61,8 @@ void ExportMaterialBom::SetAllowance() {
   SetBoOffset offset(host_);
   offset.SetBomOffset(a[0], a[1], a[2], a[3], a[4]);
   offset.SetTargetBody(body);
-  // The frame marks written by the dialog and everything after it go back
-  // when the body's new system is not given.
-  host::Undo& undo = host_.undo();
-  const int mark = undo.SetUndoMark(host::MarkVisibility::Invisible, kAllowanceMark);
   offset.Show();
   if (!offset.IsOk()) {
-    undo.DeleteUndoMark(mark);
     objects.SetHighlighted(body, false);
     return;
   }
@@ -76,38 +70,22 @@ void ExportMaterialBom::SetAllowance() {
   offset.GetBomOffset(&v[0], &v[1], &v[2], &v[3], &v[4]);
   const std::string allowance = text::Format(F::kAllowance, v[0], v[1], v[2], v[3], v[4]);
 
-  // The rows of the body show the new allowance.
-  std::vector<std::pair<host::Node*, std::string>> shown;
-  for (host::Node* r = material_tree_->RootNode(); r != nullptr; r = r->NextNode()) {
-    if (RowBody(r) != body) continue;
-    shown.push_back({r, r->GetColumnDisplayText(kColAllowance)});
-    r->SetColumnDisplayText(kColAllowance, allowance);
-  }
-  MaterialParam* record = GetBodyMtlParam(body, records_);
-  const std::string former = record ? record->allowance : std::string();
-  auto put_back = [&] {
-    undo.UndoToMark(mark);
-    undo.DeleteUndoMark(mark);
-    for (const auto& [r, text] : shown) r->SetColumnDisplayText(kColAllowance, text);
-    if (MaterialParam* r = GetBodyMtlParam(body, records_)) r->allowance = former;
-    if (objects.Exists(body)) objects.SetHighlighted(body, false);
-  };
-
+  // The rows of the body show the new allowance, which the body keeps
+  // whatever becomes of its system: the system dialog undoes only its own
+  // work when it is cancelled or cannot make a system.
+  for (host::Node* r = material_tree_->RootNode(); r != nullptr; r = r->NextNode())
+    if (RowBody(r) == body) r->SetColumnDisplayText(kColAllowance, allowance);
   bool reset = false;
   try {
     WriteBodyAttribute(body, T::kCategory, T::kAllowance, allowance);
-    if (record) record->allowance = allowance;
+    if (MaterialParam* record = GetBodyMtlParam(body, records_)) record->allowance = allowance;
     reset = ResetBodyCsys(row);
   } catch (...) {
-    put_back();
+    if (objects.Exists(body)) objects.SetHighlighted(body, false);
     throw;
   }
-  if (!reset) {
-    put_back();
-    return;
-  }
-  undo.DeleteUndoMark(mark);
   objects.SetHighlighted(body, false);
+  if (!reset) return;
   SaveAttributes();
   host_.messages().ShowMessage(kDialogTitle, host::kInformationMessage, "保存BOM属性成功！");
 }

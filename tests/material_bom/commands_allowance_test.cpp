@@ -97,7 +97,7 @@ TEST_F(AllowanceTest, TheRowsAllowanceIsAppliedToTheSizeInTheSystemGiven) {
   ASSERT_EQ(host_.selection_requests().size(), 0u);
 }
 
-TEST_F(AllowanceTest, ACancelledOrImpossibleSystemChangesNothing) {
+TEST_F(AllowanceTest, ACancelledOrImpossibleSystemKeepsTheAllowanceAndTheFrameMarks) {
   Open([&](DialogDriver& d, ExportMaterialBom&) {
     FillHeader(d);
     Node* row = Row(d, "UB-01");
@@ -105,22 +105,33 @@ TEST_F(AllowanceTest, ACancelledOrImpossibleSystemChangesNothing) {
     EXPECT_FALSE(host_.objects().IsBlanked(CsysNamed(identity_).at(0)));
     const auto before = Picture(&d);
 
-    // The allowance dialog cancelled.
+    // The allowance dialog cancelled: nothing changes.
     dialogs().QueueDriver("SetBoOffset.dlx", [](DialogDriver& o) { o.Cancel(); });
     d.DoubleClick(row);
     EXPECT_EQ(Picture(&d), before);
-    // The system dialog cancelled (the allowance and the frame marks go too),
-    // or vectors that make no system (reported): undone.
+
+    // The system dialog cancelled, or vectors that make no system (reported):
+    // the system, size, orientation and visibility stay as they were; the
+    // allowance just entered and the frame marks stay on the body and in
+    // its row.
+    auto after = before;
+    const std::string body_line = "body " + std::to_string(plate_) + " ";
+    for (std::string& line : after) {
+      if (line.rfind(body_line, 0) == 0)
+        line += " TOP_FRAME=Y LEFT_FRAME=Y BOTTOM_FRAME=Y 材料余量=2.000_2.000_2.000_2.000_3.000";
+      if (line.find("|UB-01|") != std::string::npos) line += "2.000_2.000_2.000_2.000_3.000";
+    }
     for (const auto& system :
          {std::optional<host::CsysInfo>(), std::optional(System({1, 0, 0}, {2, 0, 0}))}) {
       QueueOffset(2, 3);
       host_.QueueCsys(system);
       d.DoubleClick(row);
-      EXPECT_EQ(Picture(&d), before);
+      EXPECT_EQ(Picture(&d), after);
     }
+    EXPECT_EQ(Attr(plate_, "材料规格"), "1.0x1.0x1.0");
   });
   EXPECT_EQ(Boxes("提示", true), (std::vector<std::string>{"0:指定的向量无法创建坐标系"}));
-  EXPECT_TRUE(Boxes("材料BOM").empty());
+  EXPECT_TRUE(Boxes("材料BOM").empty()) << "nothing saved, nothing reported";
 }
 
 TEST_F(AllowanceTest, TheDesignersUndoToTheResetMarkRestoresTheBodyExactly) {
