@@ -192,25 +192,21 @@ void ExportMaterialBom::ShowOutputFolder() {
 
 // Unblanks the objects of every visible layer and hides the visible layers
 // outside the template (not the work layer). Returns the visible layers of
-// the working list; `outside_template` tells whether a hidden layer held a body.
+// the working list; `outside_template` tells whether a visible layer lay
+// outside the template, the work layer included.
 std::vector<int> ExportMaterialBom::ShowTemplateLayersOnly(bool& outside_template) {
   const auto& templ = settings_->material.template_layers;
-  std::set<int> body_layers;
-  for (host::Tag b : host_.bodies().PartBodies(work_part_))
-    body_layers.insert(host_.objects().Layer(b));
   host::Layers& layers = host_.layers();
   const int work = layers.WorkLayer();
   std::vector<int> visible_listed;
   for (int layer = host::kFirstLayer; layer <= host::kLastLayer; ++layer) {
     if (layers.GetState(layer) == host::LayerState::Hidden) continue;
-    if (body_layers.count(layer) || layer == kCsysLayer) {
-      for (host::Tag o : layers.ObjectsOnLayer(layer)) host_.objects().SetBlanked(o, false);
-    }
+    for (host::Tag o : layers.ObjectsOnLayer(layer)) host_.objects().SetBlanked(o, false);
     if (std::find(layers_.begin(), layers_.end(), layer) != layers_.end())
       visible_listed.push_back(layer);
-    if (std::find(templ.begin(), templ.end(), layer) != templ.end() || layer == work) continue;
-    layers.SetState(layer, host::LayerState::Hidden);
-    if (body_layers.count(layer)) outside_template = true;
+    if (std::find(templ.begin(), templ.end(), layer) != templ.end()) continue;
+    outside_template = true;
+    if (layer != work) layers.SetState(layer, host::LayerState::Hidden);
   }
   return visible_listed;
 }

@@ -10,13 +10,19 @@ using host::Point3d;
 Shape Box(double x, double y, double z, Point3d at) { return Shape::Box(x, y, z, at); }
 
 TEST_F(MaterialBomTest, StartUpShowsTheTemplateLayersAndTheLayerButtonsWrapAroundAfterASave) {
+  ShowAllLayers();  // a part the dialog never saw
   MarkSaved();
+  // A blanked system on a template layer without bodies is shown too.
+  const Tag marker = host_.csys().CreateCsys({0, 0, 0}, host_.csys().CreateMatrix({}));
+  host_.objects().SetLayer(marker, 50);
+  host_.objects().SetBlanked(marker, true);
   AddDrawn(Box(20, 20, 20, {0, 0, 0}), 10);
   AddDrawn(Box(20, 20, 20, {0, 0, 50}), 30);
   AddDrawn(Box(20, 20, 20, {0, 0, 100}), 90);
   host_.AddBody(Box(5, 5, 5, {0, 0, 500}), 200);  // the strip: outside the template
   host_.layers().SetStatus(90, host::kStatusHidden);
   Open([&](DialogDriver& d, ExportMaterialBom& bom) {
+    EXPECT_FALSE(host_.objects().IsBlanked(marker));
     EXPECT_EQ(bom.working_layers(), (std::vector<int>{10, 30, 90}));
     const auto layers = d.TopNodes("tree_control01");
     ASSERT_EQ(layers.size(), 3u);
@@ -70,6 +76,28 @@ TEST_F(MaterialBomTest, StartUpShowsTheTemplateLayersAndTheLayerButtonsWrapAroun
   // Closing hides the blank coordinate systems.
   EXPECT_EQ(host_.layers().AskStatus(256), host::kStatusHidden);
   for (Tag csys : host_.layers().ObjectsOnLayer(256)) EXPECT_TRUE(host_.objects().IsBlanked(csys));
+}
+
+TEST_F(MaterialBomTest, AnyVisibleLayerOutsideTheTemplateIsWarnedAboutAndHidden) {
+  MarkSaved();
+  AddDrawn(Box(20, 20, 20, {0, 0, 0}), 10);
+  // An empty layer outside the template, shown: warned about and hidden.
+  host_.layers().SetStatus(150, host::kStatusSelectable);
+  Open([](DialogDriver&, ExportMaterialBom&) {});
+  EXPECT_EQ(host_.layers().AskStatus(150), host::kStatusHidden);
+  // Only template layers shown: no warning.
+  Open([](DialogDriver&, ExportMaterialBom&) {});
+  // The work layer outside the template: warned about too, kept while the
+  // template layers are gone through, then hidden as the first template
+  // layer with bodies becomes the work layer.
+  host_.layers().SetWorkLayer(1);
+  Open([](DialogDriver&, ExportMaterialBom&) {});
+  EXPECT_EQ(host_.layers().WorkLayer(), 10);
+  EXPECT_EQ(host_.layers().AskStatus(1), host::kStatusHidden);
+  const std::string warning =
+      "1:提示：不在标准图层中部件，程序不会写BOM表清单，标准图层外的部件，程序自动将关闭，"
+      "只显示标准模板图层";
+  EXPECT_EQ(Boxes("材料BOM"), (std::vector<std::string>{warning, warning}));
 }
 
 TEST_F(MaterialBomTest, NothingToListOrAMissingConfigurationIsShownAndTheDialogStaysUsable) {

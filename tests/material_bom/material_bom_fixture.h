@@ -45,6 +45,20 @@ class MaterialBomTest : public ::testing::Test {
     fs::create_directories(dir_ / "C/Users/designer/Desktop");
     host_.SetVariable("RQConfig", "D:\\MYTOOL");
     host_.session().Initialize();
+    ShowTemplateLayersOnly();
+  }
+
+  // The layers as an earlier run of the dialog leaves them: the work layer
+  // on the first template layer (10 to 140 in tens), every other layer hidden.
+  void ShowTemplateLayersOnly() {
+    host_.layers().SetWorkLayer(10);
+    for (int layer = 1; layer <= 256; ++layer)
+      if (layer % 10 != 0 || layer > 140) host_.layers().SetStatus(layer, host::kStatusHidden);
+  }
+  // A part the dialog never saw: every layer selectable, the work layer 1.
+  void ShowAllLayers() {
+    host_.layers().SetWorkLayer(1);
+    host_.layers().SetAllButWork(host::kStatusSelectable);
   }
 
   memory::MemoryDialogs& dialogs() { return host_.memory_dialogs(); }
