@@ -379,10 +379,12 @@ void ExportMaterialBom::FinishGroups() {
     const std::string sequence = text::Format("%03d", i + 1);
     top->SetDisplayText(sequence);
     if (top->FirstChildNode() == nullptr) continue;
-    // The body of the top-level row becomes a child row too, at the head.
+    // The body of the top-level row becomes a child row too, at the head,
+    // with the parent's columns up to the net weight; the group row keeps
+    // the allowance. The children's quantities stay as their records give them.
     host::Node* head = material_tree_->CreateNode(sequence);
     material_tree_->InsertNode(head, top, nullptr, host::NodeInsertOption::First);
-    for (int c = 1; c < kMaterialColumnCount; ++c)
+    for (int c = 1; c <= kColNetWeight; ++c)
       head->SetColumnDisplayText(c, top->GetColumnDisplayText(c));
     head->SetState(host::kNodeChecked);
     head->SetForegroundColor(top->ForegroundColor());
@@ -390,10 +392,8 @@ void ExportMaterialBom::FinishGroups() {
                                         top->GetNodeData().GetTaggedObject(kRowBodyKey));
     int count = 0;
     for (host::Node* child = top->FirstChildNode(); child != nullptr;
-         child = child->NextSiblingNode(), ++count) {
+         child = child->NextSiblingNode(), ++count)
       child->SetDisplayText(sequence);
-      child->SetColumnDisplayText(kColQuantity, "1");  // each child row is one piece
-    }
     top->SetColumnDisplayText(kColQuantity, text::Format("%d", count));
     SetGroupWeights(top, count);
   }

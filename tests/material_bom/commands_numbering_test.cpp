@@ -13,9 +13,17 @@ TEST_F(CommandTest, ReorderNumbersEachLayerFromOneAndKeepsGroupsAndNoChangesNoth
   const Tag ub3 = AddCoded(100, 10, "UB-03", "20.0x10.0x5.0");
   const Tag ub7b = AddCoded(200, 10, "UB-07", "20.0x10.0x5.0");
   const Tag ph5 = AddCoded(0, 30, "PH-05", "20.0x10.0x5.0");
+  host_.attributes().SetString(ub7a, "材料余量", "1.000_1.000_1.000_1.000_1.000");
+  host_.attributes().SetString(ub7b, "材料余量", "2.000_2.000_2.000_2.000_2.000");
   Open([&](DialogDriver& d, ExportMaterialBom&) {
     FillHeader(d);
     ASSERT_EQ(Column(d, 2), (std::vector<std::string>{"UB-03", "UB-07", "PH-05"}));
+    // The group's head child takes the group row's columns up to the net
+    // weight, not its allowance; the children's quantities are their own.
+    EXPECT_EQ(Column(d, 19, false),
+              (std::vector<std::string>{"", "1.000_1.000_1.000_1.000_1.000", "",
+                                        "2.000_2.000_2.000_2.000_2.000", ""}));
+    EXPECT_EQ(Column(d, 5, false), (std::vector<std::string>{"", "2", "", "", ""}));
     const auto before = Picture(&d);
     host_.QueueAnswer(2);
     d.Press("button0611");
@@ -26,7 +34,7 @@ TEST_F(CommandTest, ReorderNumbersEachLayerFromOneAndKeepsGroupsAndNoChangesNoth
     // The group keeps its children, its count and its group weight.
     EXPECT_EQ(Column(d, 2, false),
               (std::vector<std::string>{"UB-01", "UB-02", "UB-02", "UB-02", "PH-01"}));
-    EXPECT_EQ(Column(d, 5, false), (std::vector<std::string>{"", "2", "1", "1", ""}));
+    EXPECT_EQ(Column(d, 5, false), (std::vector<std::string>{"", "2", "", "", ""}));
     EXPECT_EQ(Column(d, 6, false), (std::vector<std::string>{"1.0", "1.0x2", "1.0", "1.0", "1.0"}));
   });
   EXPECT_EQ(Attrs({ub3, ub7a, ub7b, ph5}, "材料代号"),
