@@ -136,25 +136,40 @@ void ExportMaterialBom::ExportWorkbook() {
 
   host::Platform& platform = h.platform();
   const std::string leaf = h.session().PartLeaf(h.session().WorkPart());
-  const std::string folder = material_bom::WorkbookFolder(OutputFolder(), leaf);
-  platform.CreateDirectory(folder);
-  const std::string path = material_bom::FreeWorkbookPath(platform, folder, leaf, "材料BOM");
   const std::string template_path = settings().config_folder + material_bom::kMaterialTemplate;
   if (!platform.FileExists(template_path)) {
     throw std::runtime_error(template_path + " 配置文件不存在");
   }
+  const std::unique_ptr<workbook::Book> book = workbook::CreateXlsBook();
+  // A template that is no readable workbook stops the export before anything
+  // is made in the export folder.
+  const std::string native_template = platform.NativePath(template_path);
+  if (!book->Load(native_template) || book->GetSheet(book->ActiveSheet()) == nullptr) {
+    throw std::runtime_error(workbook::DamagedTemplateText(template_path, book->ErrorMessage()));
+  }
+  book->Release();
+
+  const std::string folder = material_bom::WorkbookFolder(OutputFolder(), leaf);
+  platform.CreateDirectory(folder);
+  const std::string path = material_bom::FreeWorkbookPath(platform, folder, leaf, "材料BOM");
   platform.RemoveFile(path);
   platform.CopyFile(template_path, path, false);
 
-  const std::unique_ptr<workbook::Book> book = workbook::CreateXlsBook();
-  const std::string native = platform.NativePath(path);
-  if (!book->Load(native)) throw std::runtime_error(book->ErrorMessage());
-  workbook::Sheet* sheet = book->GetSheet(book->ActiveSheet());
-  if (sheet == nullptr) throw std::runtime_error(book->ErrorMessage());
-  if (!material_bom::WriteMaterialSheet(*sheet, header, TopLevelRows(*material_tree()),
-                                        settings().common) ||
-      !book->Save(native)) {
-    throw std::runtime_error(book->ErrorMessage());
+  // A workbook that cannot be written whole is not left behind.
+  try {
+    const std::string native = platform.NativePath(path);
+    if (!book->Load(native)) throw std::runtime_error(book->ErrorMessage());
+    workbook::Sheet* sheet = book->GetSheet(book->ActiveSheet());
+    if (sheet == nullptr) throw std::runtime_error(book->ErrorMessage());
+    if (!material_bom::WriteMaterialSheet(*sheet, header, TopLevelRows(*material_tree()),
+                                          settings().common) ||
+        !book->Save(native)) {
+      throw std::runtime_error(book->ErrorMessage());
+    }
+  } catch (...) {
+    book->Release();
+    platform.RemoveFile(path);
+    throw;
   }
   book->Release();
   h.messages().ShowMessage("材料BOM", host::kInformationMessage,

@@ -144,17 +144,24 @@ void ExportPartBom::ExportWorkbook() {
 
   const std::string template_path = ConfigRoot() + kTemplate;
   if (!platform.FileExists(template_path)) throw Error(template_path + " 配置文件不存在");
+  std::unique_ptr<workbook::Book> book = workbook::CreateXlsBook();
+  struct Release {
+    workbook::Book& book;
+    ~Release() { book.Release(); }
+  } release{*book};
+  // A template that is no readable workbook stops the export before a copy
+  // of it is made.
+  const std::string native_template = platform.NativePath(template_path);
+  if (!book->Load(native_template) || book->GetSheet(0) == nullptr)
+    throw Error(workbook::DamagedTemplateText(template_path, book->ErrorMessage()));
+  book->Release();
   platform.RemoveFile(file);
   if (!platform.CopyFile(template_path, file, false))
     throw Error("无法将模板 " + template_path + " 复制为 " + file);
 
   const std::vector<host::Node*> rows = TopRows();
-  {
-    std::unique_ptr<workbook::Book> book = workbook::CreateXlsBook();
-    struct Release {
-      workbook::Book& book;
-      ~Release() { book.Release(); }
-    } release{*book};
+  // A workbook that cannot be written whole is not left behind.
+  try {
     const std::string native = platform.NativePath(file);
     if (!book->Load(native)) throw Error(book->ErrorMessage());
     workbook::Sheet* sheet = book->GetSheet(0);
@@ -179,6 +186,10 @@ void ExportPartBom::ExportWorkbook() {
         write(line, col, rows[i]->GetColumnDisplayText(column));
     }
     if (!book->Save(native)) throw Error(book->ErrorMessage());
+  } catch (...) {
+    book->Release();
+    platform.RemoveFile(file);
+    throw;
   }
 
   SaveAttributes();

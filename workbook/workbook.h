@@ -43,4 +43,8 @@ class Book {
 // A book for the binary ".xls" format (a BIFF8 workbook in a compound file).
 std::unique_ptr<Book> CreateXlsBook();
 
+// The exports' message for a template that is no readable workbook: the
+// template's path and what the book reported on loading it (GBK).
+std::string DamagedTemplateText(const std::string& template_path, const std::string& reason);
+
 }  // namespace workbook

@@ -919,4 +919,14 @@ Sheet* XlsBook::GetSheet(int index) {
 
 std::unique_ptr<Book> CreateXlsBook() { return std::make_unique<XlsBook>(); }
 
+std::string DamagedTemplateText(const std::string& template_path, const std::string& reason) {
+  // The reason names the file by its native path in quotes; the message
+  // names it once, as the configuration does.
+  std::string why = reason;
+  const std::size_t close =
+      reason.size() > 1 && reason[0] == '"' ? reason.find("\" ", 1) : std::string::npos;
+  if (close != std::string::npos) why = reason.substr(close + 2);
+  return "模板文件 " + template_path + " 已损坏，无法读取（" + why + "），请换用完好的模板";
+}
+
 }  // namespace workbook

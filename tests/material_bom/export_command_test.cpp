@@ -2,6 +2,8 @@
 // designer presses them.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "host/memory/part_file.h"
 #include "host/text.h"
 #include "tests/material_bom/material_bom_fixture.h"
@@ -51,6 +53,44 @@ TEST_F(ExportCommandTest, EachExportTakesTheNextFreeNameAfterAYesAndAWholeHeader
   EXPECT_EQ(Boxes("材料BOM"), boxes);
   // The export saved the header on the part.
   EXPECT_EQ(Attr(host_.session().WorkPart(), "客户名称"), "华锐汽车部件");
+}
+
+TEST_F(ExportCommandTest, ADamagedTemplateIsNamedAndLeavesTheExportFolderAsItWas) {
+  const std::string templ = "D:\\MYTOOL\\config\\级进模\\模具材料采购单.xls";
+  const std::string whole = host_.platform().ReadFile(templ).value_or("");
+  ASSERT_GT(whole.size(), 1536u);
+  for (int i = 0; i < 4; ++i) host_.QueueAnswer(host::kFirstButton);
+  std::string first;
+  Open([&](DialogDriver& d, ExportMaterialBom&) {
+    d.SetFolder("nativeFolderBrowser0", "O:\\");
+    FillHeader(d);
+    d.Press("button01");
+    first = host_.platform().ReadFile("O:\\P1\\P1材料BOM.xls").value_or("");
+    // Cut short, then not a workbook at all: refused, twice, naming the template.
+    ASSERT_TRUE(host_.platform().WriteFile(templ, whole.substr(0, 1536)));
+    d.Press("button01");
+    ASSERT_TRUE(host_.platform().WriteFile(templ, "序号,名称\r\n"));
+    d.Press("button01");
+    // Whole again: the next free name.
+    ASSERT_TRUE(host_.platform().WriteFile(templ, whole));
+    d.Press("button01");
+  });
+  std::vector<fs::path> files;
+  for (const auto& e : fs::directory_iterator(dir_ / "O" / "P1"))
+    files.push_back(e.path().filename());
+  std::sort(files.begin(), files.end());
+  EXPECT_EQ(files, (std::vector<fs::path>{u8"P1材料BOM-1.xls", u8"P1材料BOM.xls"}));
+  EXPECT_EQ(host_.platform().ReadFile("O:\\P1\\P1材料BOM.xls").value_or("?"), first)
+      << "the earlier workbook stays as it was";
+  const std::string damaged =
+      "0:模板文件 D:\\MYTOOL\\config\\级进模\\模具材料采购单.xls 已损坏，无法读取（is not a "
+      "workbook that can be read: ";
+  EXPECT_EQ(Boxes("材料BOM"),
+            (std::vector<std::string>{
+                "2:导出材料BOM成功！\n文件路径：O:\\P1\\P1材料BOM.xls",
+                damaged + "compound file truncated: sector beyond the end），请换用完好的模板",
+                damaged + "not a compound file (no OLE2 signature)），请换用完好的模板",
+                "2:导出材料BOM成功！\n文件路径：O:\\P1\\P1材料BOM-1.xls"}));
 }
 
 TEST_F(ExportCommandTest, TheSaveCommandConfirmsAndTheFolderIsRemembered) {

@@ -189,5 +189,26 @@ TEST_F(PartBomTest, SaveChecksTheHeaderStoresTheRowsAndTheExportNeverOverwritesA
   EXPECT_EQ(Messages(), std::vector<std::string>{"标准件BOM: 已刷新显示！"});
 }
 
+TEST_F(PartBomTest, ADamagedTemplateIsNamedAndNoWorkbookIsLeft) {
+  const Tag pin = AddPart({"外导柱", "Φ25x180"});
+  fs::resize_file(TemplateFile(), 1536);  // cut short
+  Run([&](DialogDriver& d) {
+    d.SetString("string0", "华南汽车");
+    d.SetString("string01", "DM-2024-017");
+    d.SelectEnumMember("enum0", "110T");
+    d.SelectEnumMember("enum01", "李强");
+    d.Press("button01");
+    d.Press("button01");
+  });
+  const std::string damaged =
+      "Block Styler: 模板文件 R:\\config\\模具标准件申购表.xls 已损坏，无法读取（is not a "
+      "workbook that can be read: compound file truncated: sector beyond the end），"
+      "请换用完好的模板";
+  EXPECT_EQ(Messages(), (std::vector<std::string>{damaged, damaged}));
+  EXPECT_TRUE(fs::is_empty(dir_ / "R" / "Desktop" / "die"));
+  EXPECT_TRUE(host_.opened_documents().empty());
+  EXPECT_EQ(Attr(pin, "序号"), "<none>") << "nothing saved either";
+}
+
 }  // namespace
 }  // namespace part_bom_test
