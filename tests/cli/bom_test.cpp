@@ -7,7 +7,6 @@
 
 #include "config/csv.h"
 #include "host/text.h"
-#include "material_bom/workbook_export.h"
 #include "tests/cli/run_tool.h"
 #include "tests/workbook/xls_support.h"
 
@@ -61,24 +60,54 @@ TEST_F(BomTest, TheWorkbookHoldsTheTreeRowsAndTheTemplateStaysIntact) {
       {1, 1, L"后座椅安装支架"}, {1, 4, L"华锐汽车部件"}, {1, 8, L"PD24-001"}, {2, 1, L"BR-2231"},
       {2, 8, L"ERP-40017"},      {2, 11, L"张伟"},        {3, 1, L"SPCC"},     {3, 4, L"连续模"},
       {3, 8, L"SO-2026-118"},    {4, 1, L"0.8"},          {4, 8, L"80T"}};
+  // The code and size cells as the purchaser reads them: the code around the
+  // joining text "-", a round part's diameter under W and its height under T
+  // with L and its "x" left as the template has them.
+  struct Line {
+    const wchar_t *code, *length, *width, *thickness;
+  };
+  const Line kLines[] = {
+      {L"UB-01", L"400.0", L"250.0", L"45.0"}, {L"UP-01", L"300.0", L"180.0", L"15.0"},
+      {L"PH-01", L"300.0", L"180.0", L"22.0"}, {L"SP-01", L"300.0", L"180.0", L"25.0"},
+      {L"DP-01", L"300.0", L"180.0", L"30.0"}, {L"LP-01", L"300.0", L"180.0", L"20.0"},
+      {L"LB-01", L"400.0", L"250.0", L"50.0"}, {L"IN-01", L"40.0", L"30.0", L"30.0"},
+      {L"IN-02", L"40.0", L"30.0", L"30.0"},   {L"IN-03", L"50.0", L"30.0", L"30.0"},
+      {L"IN-04", L"40.0", L"30.0", L"30.0"},   {L"PU-01", L"20.0", L"12.0", L"60.0"},
+      {L"PU-02", L"", L"Φ10.0", L"60.0"},      {L"PU-03", L"", L"Φ10.0", L"60.0"},
+      {L"PU-04", L"", L"Φ6.0", L"60.0"},       {L"PU-05", L"", L"Φ6.0", L"60.0"},
+      {L"PU-06", L"", L"Φ10.0", L"60.0"},      {L"PU-07", L"20.0", L"12.0", L"60.0"},
+      {L"BP-01", L"300.0", L"180.0", L"12.0"}, {L"UF-01", L"400.0", L"50.0", L"40.0"},
+      {L"UF-02", L"400.0", L"50.0", L"40.0"},  {L"LF-01", L"400.0", L"50.0", L"40.0"},
+      {L"LF-02", L"400.0", L"50.0", L"40.0"},  {L"ST-01", L"30.0", L"30.0", L"60.0"},
+      {L"ST-02", L"30.0", L"30.0", L"60.0"},   {L"ST-03", L"40.0", L"16.0", L"20.0"},
+      {L"ST-04", L"30.0", L"30.0", L"60.0"},   {L"ST-05", L"30.0", L"30.0", L"60.0"},
+      {L"GP-01", L"300.0", L"20.0", L"8.0"},   {L"GP-02", L"300.0", L"20.0", L"8.0"}};
   int sheet_row = 6;
   for (const auto& row : rows) {
     if (row[0] != "1") continue;
     const std::vector<std::string> tree(row.begin() + 1, row.end());
-    const auto size = material_bom::SplitSize(tree[4]);
-    const std::string number = std::to_string(sheet_row - 5);
-    const std::string code = material_bom::ExportCode(tree[2], "-", true);
-    const std::string times = size.length.empty() ? "" : "x";
+    ASSERT_LT(static_cast<std::size_t>(sheet_row - 6), std::size(kLines))
+        << "more rows than listed";
+    const Line& line = kLines[sheet_row - 6];
     const std::string count = tree[5].empty() ? "1" : tree[5];
-    const std::string sheet[21] = {
-        number,   tree[1],        code,     tree[3],  size.length, times,    size.width,
-        "x",      size.thickness, count,    "",       tree[7],     tree[8],  tree[15],
-        tree[16], tree[9],        tree[10], tree[11], tree[12],    tree[13], tree[14]};
-    for (int c = 0; c < 21; ++c)
-      if (c != 10 && !((c == 4 || c == 5) && size.length.empty()))
-        cells.push_back({sheet_row, c, text::GbkToWide(sheet[c])});
+    const std::string copied[21] = {"",       tree[1],  "",       tree[3], "",       "",
+                                    "",       "",       "",       count,   "",       tree[7],
+                                    tree[8],  tree[15], tree[16], tree[9], tree[10], tree[11],
+                                    tree[12], tree[13], tree[14]};
+    cells.push_back({sheet_row, 0, std::to_wstring(sheet_row - 5)});
+    cells.push_back({sheet_row, 2, line.code});
+    if (*line.length) {
+      cells.push_back({sheet_row, 4, line.length});
+      cells.push_back({sheet_row, 5, L"x"});
+    }
+    cells.push_back({sheet_row, 6, line.width});
+    cells.push_back({sheet_row, 7, L"x"});
+    cells.push_back({sheet_row, 8, line.thickness});
+    for (int c : {1, 3, 9, 11, 12, 13, 14, 15, 16, 17, 18, 19, 20})
+      cells.push_back({sheet_row, c, text::GbkToWide(copied[c])});
     ++sheet_row;
   }
+  EXPECT_EQ(sheet_row - 6, static_cast<int>(std::size(kLines)));
   ExpectXlrdReads(fs::path(DIEBOM_SAMPLE_CONFIG) / "config" / fs::path(u8"级进模") /
                       fs::path(u8"模具材料采购单.xls"),
                   Workbook("out", "die"), cells);
