@@ -341,9 +341,12 @@ ViewDrawing DrawView(const Mesh& mesh, const BlankFrame& frame, View view) {
   }
 
   // The extents, written beside a box edge along each axis in the view:
-  // in the isometric view the outer bottom edges and the right upright, in
-  // the others the edge at the bottom or on the left (the axes run from the
-  // middle of the box to the right and up).
+  // in the isometric view the two far edges of the top face and the right
+  // upright, all on the outline with nothing beyond them (the X and Y axes
+  // leave the box under the near bottom edges, so an extent written there
+  // would stand at the tip of the other axis); in the others the edge at the
+  // bottom or on the left (the axes run from the middle of the box to the
+  // right and up).
   const Point3d centre{(frame.low.X + frame.high.X) / 2, (frame.low.Y + frame.high.Y) / 2,
                        (frame.low.Z + frame.high.Z) / 2};
   const double cx = s.X(centre), cy = s.Y(centre);
@@ -355,8 +358,8 @@ ViewDrawing DrawView(const Mesh& mesh, const BlankFrame& frame, View view) {
     for (int c = 0; c < 8; ++c) {
       if (c & bit) continue;
       if (iso) {
-        // X on the edge at high Y, low Z; Y at high X, low Z; Z at low X, high Y.
-        const int want = a == 0 ? 2 : a == 1 ? 1 : 2;
+        // X on the edge at low Y, high Z; Y at low X, high Z; Z at low X, high Y.
+        const int want = a == 2 ? 2 : 4;
         if (c != want) continue;
         best = c;
         break;

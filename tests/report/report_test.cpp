@@ -5,9 +5,11 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <numbers>
 #include <numeric>
+#include <regex>
 #include <set>
 #include <sstream>
 
@@ -65,6 +67,67 @@ std::string Flags(const report::ReportResult& r) {
 // The blank's extents along its X, Y and Z, to a micrometre.
 std::string Extents(const report::BlankFrame& f) {
   return text::Format("%.3f x %.3f x %.3f", f.Extent(0), f.Extent(1), f.Extent(2));
+}
+
+// What each extent label of a drawing stands nearest to among the lines
+// drawn: "edge along x" for a box edge parallel to the X axis as drawn,
+// "axis y" for the Y axis itself, and so on; one "x: ..." line per label.
+std::string LabelledLines(const report::ViewDrawing& d) {
+  struct Line {
+    double x0, y0, x1, y1;
+    std::string name;
+  };
+  std::vector<Line> axes, lines;
+  // The first stroke of each axis path is its shaft.
+  const std::regex axis(R"re(<path class="ax ([xyz])" d="M(-?\d+) (-?\d+) (-?\d+) (-?\d+)M)re");
+  for (std::sregex_iterator i(d.content.begin(), d.content.end(), axis), end; i != end; ++i)
+    axes.push_back({std::stod((*i)[2]), std::stod((*i)[3]), std::stod((*i)[4]), std::stod((*i)[5]),
+                    "axis " + (*i)[1].str()});
+  // Box edges, named after the axis they run along: strokes in the
+  // axonometric view, a rectangle in the others.
+  auto add_edge = [&](double x0, double y0, double x1, double y1) {
+    Line l{x0, y0, x1, y1, "edge along no axis"};
+    for (const Line& a : axes) {
+      const double cross = (x1 - x0) * (a.y1 - a.y0) - (y1 - y0) * (a.x1 - a.x0);
+      const double lengths = std::hypot(x1 - x0, y1 - y0) * std::hypot(a.x1 - a.x0, a.y1 - a.y0);
+      if (std::abs(cross) < 0.01 * lengths) l.name = "edge along " + a.name.substr(5);
+    }
+    lines.push_back(l);
+  };
+  const std::regex box(R"re(<path class="box[^"]*" d="([^"]*)")re");
+  const std::regex stroke(R"re(M(-?\d+) (-?\d+) (-?\d+) (-?\d+))re");
+  const std::regex rectangle(R"re(M(-?\d+) (-?\d+)H(-?\d+)V(-?\d+)H)re");
+  for (std::sregex_iterator i(d.content.begin(), d.content.end(), box), end; i != end; ++i) {
+    const std::string path = (*i)[1];
+    std::smatch r;
+    if (std::regex_search(path, r, rectangle)) {
+      const double x0 = std::stod(r[1]), y0 = std::stod(r[2]), x1 = std::stod(r[3]),
+                   y1 = std::stod(r[4]);
+      add_edge(x0, y0, x1, y0), add_edge(x1, y0, x1, y1), add_edge(x1, y1, x0, y1),
+          add_edge(x0, y1, x0, y0);
+      continue;
+    }
+    for (std::sregex_iterator k(path.begin(), path.end(), stroke); k != end; ++k)
+      add_edge(std::stod((*k)[1]), std::stod((*k)[2]), std::stod((*k)[3]), std::stod((*k)[4]));
+  }
+  // An axis drawn on an edge does not hide it: edges come first.
+  lines.insert(lines.end(), axes.begin(), axes.end());
+  auto distance = [](const Line& l, double x, double y) {
+    const double dx = l.x1 - l.x0, dy = l.y1 - l.y0;
+    const double t =
+        std::clamp(((x - l.x0) * dx + (y - l.y0) * dy) / (dx * dx + dy * dy), 0.0, 1.0);
+    return std::hypot(l.x0 + t * dx - x, l.y0 + t * dy - y);
+  };
+  std::string out;
+  const std::regex label(R"re(<text class="dim ([xyz])" x="(-?\d+)" y="(-?\d+)">)re");
+  for (std::sregex_iterator i(d.content.begin(), d.content.end(), label), end; i != end; ++i) {
+    const double x = std::stod((*i)[2]), y = std::stod((*i)[3]);
+    const Line* nearest = &lines.front();
+    for (const Line& l : lines)
+      if (distance(l, x, y) < distance(*nearest, x, y)) nearest = &l;
+    out += (*i)[1].str() + ": " + nearest->name + "\n";
+  }
+  return out;
 }
 
 // The message of the exception `write` throws, or "no error".
@@ -180,6 +243,22 @@ TEST_F(ReportTest, DrawsTheBodyInItsBlankSystemWithItsExtents) {
   const report::ViewDrawing iso = report::DrawView(mesh, f, report::View::kIsometric);
   for (const char* extent : {">100.0<", ">50.0<", ">20.0<"})
     EXPECT_NE(iso.content.find(extent), std::string::npos) << extent;
+  // Each extent stands by an edge along its own axis, nearer to it than to
+  // any axis drawn: in the axonometric view and the views of the detail, for
+  // a plate and for a block nearly as deep as it is long.
+  EXPECT_EQ(LabelledLines(iso), "x: edge along x\ny: edge along y\nz: edge along z\n");
+  const Tag insert = h.AddBody(Shape::Box(40, 30, 30, {300, 0, 0}), 10, 6);
+  calc.GetBodyMaterialParam(insert);
+  const report::BlankFrame insert_frame = frames.Find(insert);
+  const report::Mesh insert_mesh = report::BlankMesh(h, insert, insert_frame, 0.02, 0.6);
+  EXPECT_EQ(LabelledLines(report::DrawView(insert_mesh, insert_frame, report::View::kIsometric)),
+            "x: edge along x\ny: edge along y\nz: edge along z\n");
+  EXPECT_EQ(LabelledLines(report::DrawView(mesh, f, report::View::kFront)),
+            "x: edge along x\nz: edge along z\n");
+  EXPECT_EQ(LabelledLines(report::DrawView(mesh, f, report::View::kTop)),
+            "x: edge along x\ny: edge along y\n");
+  EXPECT_EQ(LabelledLines(report::DrawView(mesh, f, report::View::kLeft)),
+            "y: edge along y\nz: edge along z\n");
   // Three faces of a box face the viewer, each flat: three shades, one path each.
   std::set<std::string> shades;
   for (std::size_t at = iso.content.find("<path class=\"s"); at != std::string::npos;
