@@ -402,6 +402,8 @@ int RunBomJob(BomJob job) {
   if (!job.report.empty()) {
     report::ReportOptions options;
     options.title = host.session().PartLeaf(host.session().WorkPart());
+    options.blank_density = settings.material.density;
+    options.net_density = settings.blank_density;
     std::ofstream page(job.report, std::ios::binary | std::ios::trunc);
     if (!page) throw Failure("cannot write the report " + PathText(job.report));
     const report::ReportResult written = report::WriteBlankReport(host, report_rows, options, page);

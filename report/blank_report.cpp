@@ -93,6 +93,38 @@ double Number(const std::string& s) {
 
 std::string Fixed(double v, int digits) { return text::Format("%.*f", digits, v); }
 
+// A whole number text ("40.0", "12"); nothing for anything else.
+std::optional<double> WholeNumber(const std::string& s) {
+  char* end = nullptr;
+  const double v = std::strtod(s.c_str(), &end);
+  if (end == s.c_str() || *end != '\0' || !std::isfinite(v) || v < 0) return std::nullopt;
+  return v;
+}
+
+// The blank weight (kg) of one piece of a size "LxWxT", or of a round part's
+// "ΦDxHh" as a D x D x h bar, before rounding; nothing when the size cannot
+// be read.
+std::optional<double> BlankWeightOfSize(const std::string& spec, double density) {
+  static const std::string kDiameter = "Φ";
+  std::vector<std::string> pieces;
+  for (std::size_t at = 0;;) {
+    const std::size_t x = spec.find('x', at);
+    pieces.push_back(spec.substr(at, x == std::string::npos ? std::string::npos : x - at));
+    if (x == std::string::npos) break;
+    at = x + 1;
+  }
+  std::optional<double> a, b, c;
+  if (pieces.size() == 3) {
+    a = WholeNumber(pieces[0]), b = WholeNumber(pieces[1]), c = WholeNumber(pieces[2]);
+  } else if (pieces.size() == 2 && pieces[0].rfind(kDiameter, 0) == 0 &&
+             pieces[1].rfind('H', 0) == 0) {
+    a = b = WholeNumber(pieces[0].substr(kDiameter.size()));
+    c = WholeNumber(pieces[1].substr(1));
+  }
+  if (!a || !b || !c) return std::nullopt;
+  return *a * *b * *c * density / 1000000.0;
+}
+
 // The page's styles: layout, the shade classes of the drawings and the chart.
 std::string Styles() {
   std::string css =
@@ -222,6 +254,43 @@ struct Totals {
   double blank = 0.0, net = 0.0;
 };
 
+// The blank weight of one piece of a row: from its size before rounding
+// when the density is known, else the weight the row shows.
+double RowBlankWeight(const ReportRow& row, const ReportOptions& options) {
+  if (options.blank_density > 0)
+    if (const auto w = BlankWeightOfSize(row.columns[kSpecColumn], options.blank_density))
+      return *w;
+  const std::string& w17 = row.columns[kWeightColumn];
+  return Number(w17.empty() ? row.columns[kGroupWeightColumn] : w17);
+}
+
+// The net weight of a row's `count` pieces: its bodies' volumes before
+// rounding when the density is known and every body is there, else the
+// weight the row shows for each piece.
+double RowNetWeight(host::Host& host, const ReportRow& row, const ReportOptions& options,
+                    std::size_t count) {
+  if (options.net_density > 0 && !row.bodies.empty()) {
+    double net = 0.0;
+    bool whole = true;
+    for (host::Tag b : row.bodies) {
+      if (b == host::kNullTag || !host.objects().Exists(b)) {
+        whole = false;
+        break;
+      }
+      try {
+        net += host.bodies().Volume(b) * options.net_density / 1000000.0;
+      } catch (const host::HostError&) {
+        whole = false;
+        break;
+      }
+    }
+    if (whole) return net;
+  }
+  const std::string& n18 = row.columns[kNetWeightColumn];
+  return Number(n18.empty() ? row.columns[kGroupNetWeightColumn] : n18) *
+         static_cast<double>(count);
+}
+
 }  // namespace
 
 const char* FlagName(FlagKind kind) {
@@ -317,16 +386,14 @@ ReportResult WriteBlankReport(host::Host& host, const std::vector<ReportRow>& ro
         row.bodies.empty()
             ? static_cast<std::size_t>(std::max(1, std::atoi(row.columns[kCountColumn].c_str())))
             : row.bodies.size();
-    const std::string& w17 = row.columns[kWeightColumn];
-    const std::string& n18 = row.columns[kNetWeightColumn];
-    const double unit = Number(w17.empty() ? row.columns[kGroupWeightColumn] : w17);
-    const double unit_net = Number(n18.empty() ? row.columns[kGroupNetWeightColumn] : n18);
+    const double blank = RowBlankWeight(row, options) * static_cast<double>(count);
+    const double net = RowNetWeight(host, row, options, count);
     for (Totals* t :
          {&materials[row.columns[kMaterialColumn]], &methods[row.columns[kOrderingColumn]], &all}) {
       t->rows += 1;
       t->bodies += row.bodies.size();
-      t->blank += unit * static_cast<double>(count);
-      t->net += unit_net * static_cast<double>(count);
+      t->blank += blank;
+      t->net += net;
     }
   }
   page += "<section id=\"summary\"><h2>" + Html("概要") + "</h2><p class=\"totals\">" +

@@ -48,6 +48,13 @@ struct ReportOptions {
   double facet_angle = 0.6;
   // The front, top and left views shown with the large drawing.
   bool orthographic_views = true;
+  // The densities (g/cm3) the rows' weights were worked out with: the
+  // material table's for the blank, the process table's for the net weight.
+  // With them the summary adds up the weights before rounding (a blank from
+  // its row's size, a net weight from its body's volume); at 0 it adds up
+  // the weights the rows show.
+  double blank_density = 0.0;
+  double net_density = 0.0;
 };
 
 enum class FlagKind {

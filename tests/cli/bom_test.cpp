@@ -190,6 +190,12 @@ TEST_F(BomTest, TheReportDrawsTheTreeWithOrWithoutTheWorkbook) {
   EXPECT_TRUE(fs::is_empty(dir_ / "out")) << "no workbook, no header needed";
   EXPECT_NE(r.err.find("report " + P("r.html") + ": 30 rows"), std::string::npos) << r.err;
   EXPECT_NE(ReadAll(dir_ / "r.html").find("<html"), std::string::npos);
+  // The punches' steel: seven small blanks of 0.0 and 0.1 kg as the rows show
+  // them, added up before rounding, outweigh their net weight.
+  EXPECT_NE(ReadAll(dir_ / "r.html")
+                .find("<tr><td>SKH-51</td><td class=\"n\">7</td><td class=\"n\">0.4</td>"
+                      "<td class=\"n\">0.364</td></tr>"),
+            std::string::npos);
 
   r = Bom(P("die.xbf"), P("out"), {"--report", P("b.html")});
   ASSERT_EQ(r.code, 0) << r.err;

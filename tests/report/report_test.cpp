@@ -331,6 +331,51 @@ TEST_F(ReportTest, BadInputGivesAClearMessageAndLosesNothing) {
             "无法写入毛坯报告：Q:\\no\\such\\report.html");
 }
 
+TEST_F(ReportTest, TheSummaryAddsUpWeightsBeforeRounding) {
+  // Eleven SKD11 blocks of 30 x 20 x 10: 0.0471 kg each, shown as 0.0 and,
+  // net, as 0.047; the last row's size edited by hand into text that is no size.
+  std::vector<ReportRow> rows;
+  for (int i = 0; i < 11; ++i) {
+    rows.push_back(Row({h.AddBody(Shape::Box(30, 20, 10, {50.0 * i, 0, 0}), 10, 36)}, i + 1,
+                       text::Format("UB-%02d", i + 1)));
+    rows.back().columns[report::kGroupNetWeightColumn] = "0.047";
+    rows.back().columns[report::kNetWeightColumn] = "0.047";
+  }
+  ASSERT_EQ(rows[0].columns[report::kWeightColumn], "0.0");
+  rows.back().columns[report::kSpecColumn] = "按图加工";
+  rows.back().columns[report::kWeightColumn] = "0.5";
+  // And a round pin, bought as a 20 x 20 x 20 bar: 0.0628 kg, shown as 0.1.
+  const Tag pin = h.AddBody(Shape::Cylinder(10, 20, {0, 100, 0}), 10, 36);
+  h.attributes().SetString(pin, "圆件", "Y");
+  rows.push_back(Row({pin}, 12, "UB-12"));
+  ASSERT_EQ(rows.back().columns[report::kSpecColumn], "Φ20.0xH20.0");
+  ASSERT_EQ(rows.back().columns[report::kWeightColumn], "0.1");
+  rows.back().columns[report::kNetWeightColumn] = "0.049";
+  // The material's line and the totals: blank and net weight.
+  auto summary = [&](const report::ReportOptions& options) {
+    std::ostringstream page;
+    report::WriteBlankReport(h, rows, options, page);
+    const std::string p = page.str();
+    const std::regex line(
+        R"re(<tr><td>SKD11</td><td class="n">12</td><td class="n">([^<]*)</td><td class="n">([^<]*)</td>)re");
+    const std::regex totals(R"re(毛坯重量 <b>([^<]*)</b> KG，净重 <b>([^<]*)</b>)re");
+    std::smatch m, t;
+    const std::string gbk = text::Utf8ToGbk(p);
+    if (!std::regex_search(gbk, m, line) || !std::regex_search(gbk, t, totals))
+      return std::string("not found");
+    return m[1].str() + " " + m[2].str() + " | " + t[1].str() + " " + t[2].str();
+  };
+  report::ReportOptions known;
+  known.blank_density = 7.85;
+  known.net_density = 7.85;
+  // Ten blanks of 0.0471 kg, the hand-sized row's 0.5 kg and the pin's
+  // 0.0628 kg; eleven net weights of 0.0471 kg and the pin's 0.0493 kg: the
+  // gross weight is not below the net weight.
+  EXPECT_EQ(summary(known), "1.0 0.567 | 1.0 0.567");
+  // Without the densities the rows' own texts are added up.
+  EXPECT_EQ(summary({}), "0.6 0.566 | 0.6 0.566");
+}
+
 TEST_F(ReportTest, IdenticalDrawingsAreWrittenOnce) {
   std::vector<ReportRow> rows;
   for (int i = 0; i < 3; ++i)
