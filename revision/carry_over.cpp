@@ -21,6 +21,7 @@ namespace {
 using T = blank::BodyAttributeTitles;
 
 constexpr const char* kDrawnMark = "转图标识";
+constexpr const char* kPartName = "名称";  // a standard part's name
 // What a copied body carries of its original and must not keep as a new
 // body: it would be taken for a processed body, share the original's blank
 // system, or show its sizes and dates.
@@ -148,6 +149,7 @@ class CarryOver {
     host::Host& host = m.current != host::kNullTag ? current_ : previous_;
     const host::Tag body = m.current != host::kNullTag ? m.current : m.previous;
     r.name = Text(host, body, T::kName);
+    if (r.name.empty()) r.name = Text(host, body, kPartName);
     if (r.name.empty()) r.name = host.objects().Name(body);
     r.code = Text(host, body, T::kCode);
     r.identity = Text(host, body, T::kIdentity);
