@@ -1,5 +1,6 @@
 #include "revision/carry_over.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <exception>
 #include <map>
@@ -222,9 +223,29 @@ class CarryOver {
     for (const char* title : kProcessedTitles)
       if (attrs.Has(body, title, host::kAnyAttribute))
         attrs.Delete(body, host::kAnyAttribute, title);
-    if (!options_.keep_colours) current_.objects().SetColor(body, options_.changed_colour);
+    if (!options_.keep_colours) {
+      // The colour gave the material: it stays on the body as attributes.
+      KeepColourMaterial(body);
+      current_.objects().SetColor(body, options_.changed_colour);
+    }
     if (!attrs.Has(body, T::kStandardPart, host::kAnyAttribute) && !attrs.Has(body, kDrawnMark))
       attrs.SetString(body, kDrawnMark, "Y");
+  }
+
+  // The material and heat treatment the colour table gives the body's
+  // colour, as attributes, unless the body carries its own.
+  void KeepColourMaterial(host::Tag body) {
+    if (!options_.settings) return;
+    const config::MaterialBomConfig& m = options_.settings->material;
+    const int colour = current_.objects().Color(body);
+    const auto it = std::find(m.colors.begin(), m.colors.end(), colour);
+    const std::size_t i = static_cast<std::size_t>(it - m.colors.begin());
+    if (it == m.colors.end() || i >= m.material_names.size() || i >= m.heat_treatments.size())
+      return;
+    host::Attributes& attrs = current_.attributes();
+    if (!attrs.Has(body, T::kMaterial)) attrs.SetString(body, T::kMaterial, m.material_names[i]);
+    if (!attrs.Has(body, T::kHeatTreatment))
+      attrs.SetString(body, T::kHeatTreatment, m.heat_treatments[i]);
   }
 
   // The blank the BOM will find for a new body, measured in a temporary

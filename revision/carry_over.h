@@ -18,7 +18,9 @@
 //   (identity, code, sizes and weights, orientation, dates: a copied body
 //   carries its original's), get the changed-body colour unless the colours
 //   are kept, so that the BOM numbers them "新增" after the highest code of
-//   their layer, and the drawing mark unless they are standard parts;
+//   their layer (the material and heat treatment their own colour gave them
+//   stay on them as "材料材质" and "材料热处理"), and the drawing mark unless
+//   they are standard parts;
 // - removed bodies are listed.
 // The work part's header attributes of the previous revision are carried
 // over where the new model has none.

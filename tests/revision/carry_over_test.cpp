@@ -153,6 +153,8 @@ TEST_F(CarryOverTest, EachBodyTakesWhatItsPreviousBodyCarriedAndTheTreeShowsIt) 
   // its name but not what made it a processed body.
   EXPECT_EQ(host_.objects().Color(punch), 186);
   EXPECT_EQ(Attr(punch, "转图标识"), "Y");
+  EXPECT_EQ(Attr(punch, "材料材质"), "SKH-51") << "what its own colour gave it";
+  EXPECT_EQ(Attr(punch, "材料热处理"), "真空淬火HRC62-64");
   EXPECT_EQ(host_.objects().Color(copy), 186);
   EXPECT_EQ(Attr(copy, "材料代号"), "<none>");
   EXPECT_EQ(Attr(copy, "实体标识"), "<none>");
@@ -179,6 +181,7 @@ TEST_F(CarryOverTest, EachBodyTakesWhatItsPreviousBodyCarriedAndTheTreeShowsIt) 
     Node* punched = d.FindNode("tree_control0", material_bom::kColCode, "PU-01");
     EXPECT_EQ(RowBody(punched), punch);
     EXPECT_EQ(punched->GetColumnDisplayText(material_bom::kColState), "新增");
+    EXPECT_EQ(punched->GetColumnDisplayText(material_bom::kColMaterial), "SKH-51");
   });
 }
 
@@ -187,6 +190,7 @@ TEST_F(CarryOverTest, NewBodiesKeepTheirColourWhenAskedAndNothingElseMoves) {
   const Tag punch = host_.AddBody(Shape::Cylinder(5, 60, {600, 0, 0}), 90, 130);
   const revision::CarryOverResult r = Carry(true);
   EXPECT_EQ(host_.objects().Color(punch), 130);
+  EXPECT_EQ(Attr(punch, "材料材质"), "<none>") << "the colour still gives it";
   EXPECT_EQ(r.Count(Status::kNew), 1);
   EXPECT_EQ(r.Count(Status::kRemoved), 3);
   // Removed bodies are listed with what they were.
