@@ -318,6 +318,7 @@ int RunReport(const std::vector<std::string>& args) {
     return kSuccess;
   }
   if (job.report.empty()) throw UsageError("no report file given (-o FILE.html)");
+  if (job.revision.delta) throw UsageError("--delta goes with a workbook: use 'diebom bom'");
   job.export_workbook = false;
   return RunBomJob(std::move(job));
 }

@@ -287,4 +287,41 @@ TEST_F(RevisionTest, TwoIdenticalBodiesInOnePlaceAreBothListedAndOneMatched) {
                                              "unchanged|ST-05", "unchanged|ST-03", "new|"}));
 }
 
+TEST_F(RevisionTest, OnlyAChangedBlankThatGrewIsBoughtAgain) {
+  const Result first = Bom(P("die.xbf"), "out", {"--save", P("old.xbf")});
+  ASSERT_EQ(first.code, 0) << first.err;
+  memory::MemoryHost h;
+  memory::OpenPartFile(h, P("old.xbf"));
+  // The stripper 20 mm wider, the upper backing plate 10 mm shorter.
+  const Tag stripper = BodyAt(h, 40, 50, 35);
+  h.SetBodyShape(stripper,
+                 h.BodyShape(stripper).Fuse(memory::Shape::Box(300, 20, 25, {50, 215, 149})));
+  const Tag backing = BodyAt(h, 20, 50, 35);
+  h.SetBodyShape(backing,
+                 h.BodyShape(backing).Cut(memory::Shape::Box(12, 182, 17, {340, 34, 207})));
+  h.SetPartLeaf("grown");
+  memory::SaveStep(h, P("grown.step"));
+
+  const Result r = Bom(P("grown.step"), "out", {"--previous", P("old.xbf"), "--delta"});
+  ASSERT_EQ(r.code, 0) << r.err;
+  EXPECT_NE(r.err.find("unchanged 59, moved 0, changed 2, new 0, removed 0"), std::string::npos)
+      << r.err;
+  const std::map<std::string, std::vector<std::string>> rows = TopRows(r.out);
+  EXPECT_EQ(rows.at("SP-01")[3], "300.0x200.0x25.0");
+  EXPECT_EQ(rows.at("UP-01")[3], "290.0x180.0x15.0");
+  const fs::path folder = dir_ / "out" / "grown";
+  const std::vector<std::string> delta = SheetRows(dir_, folder / (U8("grown补料单") + ".xls"));
+  ASSERT_EQ(delta.size(), 1u);
+  EXPECT_EQ(delta[0].find(U8("1|脱料板|SP-01|Cr12MoV|300.0|x|200.0|x|25.0|1|")), 0u) << delta[0];
+
+  // A second delta of the same part takes the next free name.
+  ASSERT_EQ(Bom(P("grown.step"), "out", {"--previous", P("old.xbf"), "--delta"}).code, 0);
+  EXPECT_EQ(SheetRows(dir_, folder / (U8("grown补料单") + "-1.xls")), delta);
+
+  const Result d = Diebom({"diff", P("old.xbf"), P("grown.step")});
+  ASSERT_EQ(d.code, 0) << d.err;
+  EXPECT_NE(d.out.find("300.0x180.0x25.0  300.0x200.0x25.0"), std::string::npos) << d.out;
+  EXPECT_NE(d.out.find("300.0x180.0x15.0  290.0x180.0x15.0"), std::string::npos) << d.out;
+}
+
 }  // namespace
