@@ -110,20 +110,20 @@ BomJob ReadJob(const std::vector<std::string>& args) {
   std::vector<std::string> rest = args;
   const std::vector<std::string> sets = TakeRepeatedOption(rest, "set");
   std::vector<OptionSpec> specs = {{"config", 0, true},
-                                             {"mode", 0, true},
-                                             {"format", 0, true},
-                                             {"save", 0, true},
-                                             {"out", 0, true},
-                                             {"header", 0, true},
-                                             {"report", 'o', true},
-                                             {"same-body", 0, false},
-                                             {"reset", 0, false},
-                                             {"no-optimise", 0, false},
-                                             {"keep-overlaps", 0, false},
-                                             {"reorder", 0, false},
-                                             {"balloon", 0, false},
-                                             {"all-layers", 0, false},
-                                             {"mark", 0, false},
+                                   {"mode", 0, true},
+                                   {"format", 0, true},
+                                   {"save", 0, true},
+                                   {"out", 0, true},
+                                   {"header", 0, true},
+                                   {"report", 'o', true},
+                                   {"same-body", 0, false},
+                                   {"reset", 0, false},
+                                   {"no-optimise", 0, false},
+                                   {"keep-overlaps", 0, false},
+                                   {"reorder", 0, false},
+                                   {"balloon", 0, false},
+                                   {"all-layers", 0, false},
+                                   {"mark", 0, false},
                                    {"help", 'h', false}};
   for (const OptionSpec& s : RevisionOptionSpecs(true)) specs.push_back(s);
   const ParsedArgs parsed = ParseArgs(rest, specs);
@@ -458,8 +458,8 @@ int RunBomJob(BomJob job) {
     PrintError("diebom bom: workbook " + PathText(workbook) + "\n");
   if (job.revision.delta) {
     const std::vector<material_bom::RowTexts> rows = RowsToBuy(host, row_bodies, *revised);
-    const std::string delta = host.LocalPath(
-        WriteDeltaWorkbook(host, host.opened_documents().back(), rows, settings));
+    const std::string delta =
+        host.LocalPath(WriteDeltaWorkbook(host, host.opened_documents().back(), rows, settings));
     const std::string line = text::Format("%zu rows to buy again: ", rows.size()) + PathText(delta);
     if (format == Format::kTable)
       Print(line + "\n");

@@ -128,18 +128,15 @@ std::string FormatDiff(const revision::CarryOverResult& result, Format format) {
 }  // namespace
 
 int RunDiff(const std::vector<std::string>& args) {
-  const ParsedArgs parsed = ParseArgs(args, {{"format", 0, true},
-                                             {"mode", 0, true},
-                                             {"config", 0, true},
-                                             {"help", 'h', false}});
+  const ParsedArgs parsed = ParseArgs(
+      args, {{"format", 0, true}, {"mode", 0, true}, {"config", 0, true}, {"help", 'h', false}});
   if (parsed.flags.count("help")) {
     WriteOutput(ConsoleText(kDiffHelp));
     return kSuccess;
   }
   if (parsed.positional.size() < 2) throw UsageError("give OLD and NEW");
   if (parsed.positional.size() > 2)
-    throw UsageError("OLD and NEW only ('" + PathText(parsed.positional[2]) +
-                     "' is one too many)");
+    throw UsageError("OLD and NEW only ('" + PathText(parsed.positional[2]) + "' is one too many)");
   auto value = [&](const char* name, const std::string& fallback) {
     const auto it = parsed.values.find(name);
     return it == parsed.values.end() ? fallback : it->second;

@@ -113,9 +113,8 @@ void WriteStdout(const std::string& utf8) {
 int RunParts(const std::vector<std::string>& raw_args) {
   std::vector<std::string> args = raw_args;
   const std::vector<std::string> sets = TakeRepeatedOption(args, "set");
-  std::vector<OptionSpec> specs = {{"config", 0, true}, {"header", 0, true},
-                                   {"out", 0, true},    {"format", 0, true},
-                                   {"save", 0, true},   {"help", 'h', false}};
+  std::vector<OptionSpec> specs = {{"config", 0, true}, {"header", 0, true}, {"out", 0, true},
+                                   {"format", 0, true}, {"save", 0, true},   {"help", 'h', false}};
   for (const OptionSpec& s : RevisionOptionSpecs(false)) specs.push_back(s);
   const ParsedArgs parsed = ParseArgs(args, specs);
   if (parsed.flags.count("help")) {

@@ -42,7 +42,8 @@ RevisionArgs ReadRevisionArgs(const ParsedArgs& parsed) {
   const auto it = parsed.values.find("previous");
   if (it != parsed.values.end()) {
     args.previous = it->second;
-    if (args.previous.empty()) throw UsageError("--previous needs the previous revision's part file");
+    if (args.previous.empty())
+      throw UsageError("--previous needs the previous revision's part file");
   }
   args.keep_colours = parsed.flags.count("keep-colours") > 0;
   args.delta = parsed.flags.count("delta") > 0;
@@ -55,8 +56,8 @@ RevisionArgs ReadRevisionArgs(const ParsedArgs& parsed) {
 std::string StatusTotals(const revision::CarryOverResult& result) {
   std::string out;
   for (revision::Status s : revision::kStatuses)
-    out += text::Format("%s%s %d", out.empty() ? "" : ", ", revision::StatusName(s),
-                        result.Count(s));
+    out +=
+        text::Format("%s%s %d", out.empty() ? "" : ", ", revision::StatusName(s), result.Count(s));
   return out;
 }
 
@@ -65,8 +66,8 @@ revision::CarryOverResult CarryOverForTool(memory::MemoryHost& host, const Revis
                                            const std::string& tool) {
   options.keep_colours = args.keep_colours;
   const revision::CarryOverResult result = revision::CarryOver(host, args.previous, options);
-  PrintError(tool + ": carried over from " + PathText(args.previous) + ": " +
-             StatusTotals(result) + "\n");
+  PrintError(tool + ": carried over from " + PathText(args.previous) + ": " + StatusTotals(result) +
+             "\n");
   for (const revision::RevisedBody& b : result.bodies) {
     if (b.status != revision::Status::kRemoved) continue;
     PrintError(tool + ": removed: " + (b.code.empty() ? std::string("-") : b.code) + " " + b.name +

@@ -64,8 +64,7 @@ class Orientations {
       const auto it = named_.find(identity);
       if (it != named_.end()) return host_.csys().AskCsysInfo(it->second).matrix;
     }
-    const std::vector<std::string> v =
-        config::SplitString(Text(host_, body, T::kOrientation), ",");
+    const std::vector<std::string> v = config::SplitString(Text(host_, body, T::kOrientation), ",");
     if (v.size() < 6) return std::nullopt;
     const host::Vector3d x{std::atof(v[0].c_str()), std::atof(v[1].c_str()),
                            std::atof(v[2].c_str())};
@@ -186,8 +185,7 @@ class CarryOver {
       return;
     }
     if (m.status == Status::kMoved) {
-      *o = host::Matrix3x3::FromRows(Turned(m.rotation, o->XAxis()),
-                                     Turned(m.rotation, o->YAxis()),
+      *o = host::Matrix3x3::FromRows(Turned(m.rotation, o->XAxis()), Turned(m.rotation, o->YAxis()),
                                      Turned(m.rotation, o->ZAxis()));
     }
     for (host::Tag stale : new_systems_.Take(identity)) current_.objects().Delete(stale);

@@ -65,6 +65,7 @@ std::vector<host::Tag> SolidBodies(host::Host& host);
 // Matches the solid bodies of `current`'s work part with those of
 // `previous`'s. Neither model is changed. The work coordinate systems must be
 // the absolute one (as after opening a part).
-MatchResult MatchBodies(host::Host& previous, host::Host& current, const MatchOptions& options = {});
+MatchResult MatchBodies(host::Host& previous, host::Host& current,
+                        const MatchOptions& options = {});
 
 }  // namespace revision

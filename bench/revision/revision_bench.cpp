@@ -35,7 +35,8 @@ constexpr int kBodies = 1000;
 // as moved.step.
 const fs::path& Folder() {
   static const fs::path dir = [] {
-    const fs::path d = fs::temp_directory_path() / ("diebom-revision-bench-" + std::to_string(getpid()));
+    const fs::path d =
+        fs::temp_directory_path() / ("diebom-revision-bench-" + std::to_string(getpid()));
     fs::create_directories(d);
     samples::WriteSampleDie(d.string(), "die", kBodies);
     memory::MemoryHost h;

@@ -74,7 +74,7 @@ Tag BodyAt(memory::MemoryHost& host, int layer, double x, double y) {
 class RevisionTest : public cli_test::ToolTest {
  protected:
   Result Bom(const std::string& part, const std::string& out, std::vector<std::string> more = {}) {
-    std::vector<std::string> args = {"bom",   part, "--header", DIEBOM_SAMPLE_HEADER,
+    std::vector<std::string> args = {"bom",   part,   "--header", DIEBOM_SAMPLE_HEADER,
                                      "--out", P(out), "--format", "csv"};
     fs::create_directories(dir_ / out);
     args.insert(args.end(), more.begin(), more.end());
@@ -185,13 +185,14 @@ TEST_F(RevisionTest, ARevisionKeepsEveryCodeNumbersTheNewPunchesAndListsWhatToBu
     ++statuses[row[0]];
     if (!row[2].empty()) by_code[row[2]] = row;
   }
-  EXPECT_EQ(statuses, (std::map<std::string, int>{
-                          {"unchanged", 58}, {"moved", 1}, {"changed", 1}, {"new", 2}, {"removed", 1}}));
+  EXPECT_EQ(statuses,
+            (std::map<std::string, int>{
+                {"unchanged", 58}, {"moved", 1}, {"changed", 1}, {"new", 2}, {"removed", 1}}));
   EXPECT_EQ(by_code["GP-02"], (std::vector<std::string>{"removed", "140", "GP-02", "导料板",
                                                         "300.0x20.0x8.0", "", "0.4", ""}));
-  EXPECT_EQ(by_code["LP-01"], (std::vector<std::string>{"changed", "60", "LP-01", "下垫板",
-                                                        "300.0x180.0x20.0", "300.0x180.0x20.0",
-                                                        "8.5", "8.5"}));
+  EXPECT_EQ(by_code["LP-01"],
+            (std::vector<std::string>{"changed", "60", "LP-01", "下垫板", "300.0x180.0x20.0",
+                                      "300.0x180.0x20.0", "8.5", "8.5"}));
   EXPECT_NE(d.out.find("total,new,2\n"), std::string::npos) << d.out;
   const Result json = Diebom({"diff", P("old.xbf"), P("new.step"), "--format", "json"});
   EXPECT_NE(json.out.find("\"totals\": {\"unchanged\": 58, \"moved\": 1, \"changed\": 1, "
@@ -240,11 +241,10 @@ TEST_F(RevisionTest, APreviousRevisionThatCannotBeUsedStopsTheJobBeforeAnythingI
     memory::SavePartFile(h, P("bare.xbf"));
   }
   std::ofstream(P("notes.txt")) << "not a part\n";
-  const std::pair<std::string, std::string> cases[] = {
-      {P("die.step"), "is a STEP file"},
-      {P("bare.xbf"), "carries no BOM"},
-      {P("notes.txt"), "is not a part file"},
-      {P("missing.xbf"), "does not exist"}};
+  const std::pair<std::string, std::string> cases[] = {{P("die.step"), "is a STEP file"},
+                                                       {P("bare.xbf"), "carries no BOM"},
+                                                       {P("notes.txt"), "is not a part file"},
+                                                       {P("missing.xbf"), "does not exist"}};
   for (const auto& [previous, why] : cases) {
     SCOPED_TRACE(previous);
     Result r = Bom(P("die.step"), "out", {"--previous", previous, "--delta", "--save", P("s.xbf")});
@@ -283,8 +283,9 @@ TEST_F(RevisionTest, TwoIdenticalBodiesInOnePlaceAreBothListedAndOneMatched) {
   std::vector<std::string> stops;
   for (const std::vector<std::string>& row : CsvRows(d.out))
     if (row.size() > 3 && row[1] == "130") stops.push_back(row[0] + "|" + row[2]);
-  EXPECT_EQ(stops, (std::vector<std::string>{"unchanged|ST-01", "unchanged|ST-02", "unchanged|ST-04",
-                                             "unchanged|ST-05", "unchanged|ST-03", "new|"}));
+  EXPECT_EQ(stops,
+            (std::vector<std::string>{"unchanged|ST-01", "unchanged|ST-02", "unchanged|ST-04",
+                                      "unchanged|ST-05", "unchanged|ST-03", "new|"}));
 }
 
 TEST_F(RevisionTest, OnlyAChangedBlankThatGrewIsBoughtAgain) {

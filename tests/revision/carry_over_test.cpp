@@ -60,8 +60,7 @@ class CarryOverTest : public mbom_test::MaterialBomTest {
         {"材料名称", name},   {"材料材质", "SKD11"}, {"材料规格", spec},
         {"材料重量", weight}, {"转图标识", "Y"},     {"材料方位", "1,0,0,0,1,0"}};
     for (const auto& [title, value] : attrs) old_.attributes().SetString(b, title, value);
-    const Tag c =
-        old_.csys().CreateCsys({0, 0, 0}, old_.csys().CreateMatrix(host::Matrix3x3{}));
+    const Tag c = old_.csys().CreateCsys({0, 0, 0}, old_.csys().CreateMatrix(host::Matrix3x3{}));
     old_.objects().SetName(c, id);
     old_.objects().SetLayer(c, 256);
     return b;
@@ -107,7 +106,8 @@ TEST_F(CarryOverTest, EachBodyTakesWhatItsPreviousBodyCarriedAndTheTreeShowsIt) 
   const Tag pin = host_.AddBody(Shape::Cylinder(12.5, 180, {-50, 0, 0}), 150, 87);
   const Tag punch = host_.AddBody(Shape::Cylinder(5, 60, {600, 0, 0}), 90, 130);
   const Tag copy = host_.AddBody(Shape::Box(50, 40, 30, {0, 400, 110}), 50, 11);
-  for (const auto& [title, value] : Listed(old_, plate_)) host_.attributes().SetString(copy, title, value);
+  for (const auto& [title, value] : Listed(old_, plate_))
+    host_.attributes().SetString(copy, title, value);
   host_.attributes().SetString(host_.session().WorkPart(), "模具编号", "PD24-002");
 
   const revision::CarryOverResult r = Carry();

@@ -44,19 +44,19 @@ TEST(MatchTest, EveryBodyGetsItsStatusAndAMovedBodyItsTurn) {
 
   after.AddBody(Shape::Box(100, 50, 20), 10);
   // The insert turned a quarter about Z and put 50 mm further along Y.
-  after.AddBody(Insert(200, 0).Rotated({200, 0, 0}, {0, 0, 1}, std::numbers::pi / 2)
-                    .Translated({0, 50, 0}),
-                80);
+  after.AddBody(
+      Insert(200, 0).Rotated({200, 0, 0}, {0, 0, 1}, std::numbers::pi / 2).Translated({0, 50, 0}),
+      80);
   after.AddBody(Shape::Box(100, 50, 20, {0, 0, 100}).Drilled({50, 25, 121}, {0, 0, -1}, 10, 22),
                 20);
   after.AddBody(Shape::Cylinder(5, 60, {400, 0, 0}), 90);
 
   const revision::MatchResult m = revision::MatchBodies(before, after);
   EXPECT_EQ(Statuses(m), (std::vector<std::pair<Status, Tag>>{{Status::kUnchanged, plate},
-                                                               {Status::kMoved, insert},
-                                                               {Status::kChanged, backing},
-                                                               {Status::kNew, host::kNullTag},
-                                                               {Status::kRemoved, dropped}}));
+                                                              {Status::kMoved, insert},
+                                                              {Status::kChanged, backing},
+                                                              {Status::kNew, host::kNullTag},
+                                                              {Status::kRemoved, dropped}}));
   EXPECT_EQ(m.Count(Status::kUnchanged), 1);
   EXPECT_EQ(m.Count(Status::kRemoved), 1);
   // The turn takes the old X axis onto Y and the old Y onto -X.
@@ -77,16 +77,16 @@ TEST(MatchTest, OneToOneNearestFirstAndAMirrorImageIsAnotherPart) {
   const Tag left = before.AddBody(Wedge(0, 300), 81);
   const Tag turned = before.AddBody(Wedge(0, 600), 82);
 
-  after.AddBody(Wedge(90, 0), 80);  // 10 mm from one copy, 90 from the other
+  after.AddBody(Wedge(90, 0), 80);           // 10 mm from one copy, 90 from the other
   after.AddBody(Wedge(500, 300, true), 81);  // the mirror image, elsewhere
   after.AddBody(Wedge(500, 600).Rotated({500, 600, 0}, {0, 0, 1}, std::numbers::pi / 6), 82);
 
   const revision::MatchResult m = revision::MatchBodies(before, after);
   EXPECT_EQ(Statuses(m), (std::vector<std::pair<Status, Tag>>{{Status::kMoved, near},
-                                                               {Status::kNew, host::kNullTag},
-                                                               {Status::kMoved, turned},
-                                                               {Status::kRemoved, far},
-                                                               {Status::kRemoved, left}}));
+                                                              {Status::kNew, host::kNullTag},
+                                                              {Status::kMoved, turned},
+                                                              {Status::kRemoved, far},
+                                                              {Status::kRemoved, left}}));
 }
 
 TEST(MatchTest, AChangedBodyNeedsItsLayerAndMostOfTheSmallerBox) {
@@ -106,11 +106,11 @@ TEST(MatchTest, AChangedBodyNeedsItsLayerAndMostOfTheSmallerBox) {
 
   const revision::MatchResult m = revision::MatchBodies(before, after);
   EXPECT_EQ(Statuses(m), (std::vector<std::pair<Status, Tag>>{{Status::kChanged, p1},
-                                                               {Status::kNew, host::kNullTag},
-                                                               {Status::kNew, host::kNullTag},
-                                                               {Status::kChanged, p4},
-                                                               {Status::kRemoved, p2},
-                                                               {Status::kRemoved, p3}}));
+                                                              {Status::kNew, host::kNullTag},
+                                                              {Status::kNew, host::kNullTag},
+                                                              {Status::kChanged, p4},
+                                                              {Status::kRemoved, p2},
+                                                              {Status::kRemoved, p3}}));
 }
 
 TEST(MatchTest, TwoIdenticalBodiesInOnePlaceAreBothListedAndOneMatched) {
@@ -123,7 +123,7 @@ TEST(MatchTest, TwoIdenticalBodiesInOnePlaceAreBothListedAndOneMatched) {
   EXPECT_EQ(m.bodies[0].current, a);
   EXPECT_EQ(m.bodies[1].current, b);
   EXPECT_EQ(Statuses(m), (std::vector<std::pair<Status, Tag>>{{Status::kUnchanged, punch},
-                                                               {Status::kNew, host::kNullTag}}));
+                                                              {Status::kNew, host::kNullTag}}));
   EXPECT_EQ(m.OfCurrent(b)->status, Status::kNew);
 
   // Nothing on either side, or only sheets: nothing to match.
