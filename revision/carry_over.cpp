@@ -175,45 +175,47 @@ class CarryOver {
       attrs.Delete(m.current, host::kAnyAttribute, T::kPreviousSpec);
   }
 
-  // The blank system made again on the current body, turned with it; a
-  // changed body is measured in it.
+  // The blank system made again on the current body, turned with it. A
+  // changed body is measured again: in the carried orientation, or in the
+  // one the BOM would choose when it had none.
   void PlaceSystem(const BodyMatch& m, RevisedBody& r) {
     std::optional<host::Matrix3x3> o = old_orientations_.Of(m.previous);
-    const std::string identity = Text(current_, m.current, T::kIdentity);
-    if (!o || identity.empty()) {
-      if (m.status == Status::kChanged) MarkChanged(m.current, r.old_spec, r.old_spec, r);
-      return;
-    }
+    const bool changed = m.status == Status::kChanged;
+    if (!o && !changed) return;  // never measured: the BOM measures it
+    if (!o) o = orientation_.ChooseOrientation(m.current);
     if (m.status == Status::kMoved) {
       *o = host::Matrix3x3::FromRows(Turned(m.rotation, o->XAxis()), Turned(m.rotation, o->YAxis()),
                                      Turned(m.rotation, o->ZAxis()));
     }
-    for (host::Tag stale : new_systems_.Take(identity)) current_.objects().Delete(stale);
-    orientation_.PlaceBlankCsys(m.current, *o, identity, false);
-    if (m.status != Status::kChanged) return;
-    const std::array<double, 3> e = geometry_.BlankExtents(m.current);
-    std::string spec = geometry_.SpecOf(m.current, e);
-    const std::string allowance = Text(current_, m.current, T::kAllowance);
+    const std::string identity = Text(current_, m.current, T::kIdentity);
+    if (!identity.empty()) {
+      for (host::Tag stale : new_systems_.Take(identity)) current_.objects().Delete(stale);
+      orientation_.PlaceBlankCsys(m.current, *o, identity, false);
+    } else {
+      current_.csys().SetWcs(geometry_.CrateTempCsys(*o));
+    }
+    if (changed) MeasureChanged(m.current, r);
+  }
+
+  // The size and weight of a changed body in the work coordinate system (its
+  // blank system), its allowance applied; the previous size stays beside it.
+  void MeasureChanged(host::Tag body, RevisedBody& r) {
+    const std::array<double, 3> e = geometry_.BlankExtents(body);
+    r.new_spec = geometry_.SpecOf(body, e);
+    const std::string allowance = Text(current_, body, T::kAllowance);
     if (!allowance.empty())
-      if (const std::optional<std::string> with = blank::ApplyAllowance(spec, allowance))
-        spec = *with;
-    MarkChanged(m.current, r.old_spec, spec, r);
+      if (const std::optional<std::string> with = blank::ApplyAllowance(r.new_spec, allowance))
+        r.new_spec = *with;
+    host::Attributes& attrs = current_.attributes();
+    attrs.SetString(body, T::kSpec, r.new_spec);
+    attrs.SetString(body, T::kPreviousSpec, r.old_spec);
+    r.new_weight = r.old_weight;
     if (options_.settings) {
       const blank::WeightRules weights(current_, *options_.settings);
       r.new_weight =
           text::Format(blank::ValueFormats::kWeight, weights.BlankWeight(e[0], e[1], e[2]));
-      current_.attributes().SetString(m.current, T::kWeight, r.new_weight);
-    } else {
-      r.new_weight = r.old_weight;
+      attrs.SetString(body, T::kWeight, r.new_weight);
     }
-  }
-
-  void MarkChanged(host::Tag body, const std::string& old_spec, const std::string& new_spec,
-                   RevisedBody& r) {
-    r.new_spec = new_spec;
-    r.new_weight = r.old_weight;
-    current_.attributes().SetString(body, T::kSpec, new_spec);
-    current_.attributes().SetString(body, T::kPreviousSpec, old_spec);
   }
 
   void MarkNew(host::Tag body) {

@@ -201,6 +201,33 @@ TEST_F(CarryOverTest, NewBodiesKeepTheirColourWhenAskedAndNothingElseMoves) {
                                                "IN-01|凹模入子|40.0x30.0x30.0", "|外导柱|"}));
 }
 
+TEST_F(CarryOverTest, AChangedBodyNeverMeasuredIsMeasuredAsTheBomWould) {
+  // Two plates numbered by hand: one with an identity, one without; neither
+  // has an orientation or a blank system.
+  const Tag a = old_.AddBody(Shape::Box(100, 50, 20), 10, 42);
+  const Tag b = old_.AddBody(Shape::Box(100, 50, 20, {0, 200, 0}), 10, 42);
+  for (Tag t : {a, b}) old_.attributes().SetString(t, "材料规格", "100.0x50.0x20.0");
+  old_.attributes().SetString(a, "实体标识", "06010800000009");
+  old_.attributes().SetString(a, "材料代号", "UB-01");
+  old_.attributes().SetString(b, "材料代号", "UB-02");
+  const Tag a2 = host_.AddBody(Shape::Box(120, 50, 20), 10, 42);
+  const Tag b2 = host_.AddBody(Shape::Box(100, 50, 25, {0, 200, 0}), 10, 42);
+  const revision::CarryOverResult r = Carry();
+  EXPECT_EQ(r.Count(Status::kChanged), 2);
+  EXPECT_EQ(Attr(a2, "材料规格"), "120.0x50.0x20.0");
+  EXPECT_EQ(Attr(a2, "改模前规格"), "100.0x50.0x20.0");
+  EXPECT_EQ(Attr(a2, "材料重量"), "0.9");
+  EXPECT_EQ(Attr(b2, "材料规格"), "100.0x50.0x25.0");
+  EXPECT_EQ(Attr(b2, "材料代号"), "UB-02");
+  // The one with an identity has its blank system now; the other gets one
+  // when the BOM gives it an identity.
+  int named = 0;
+  for (Tag c : host_.csys().PartCsys(host_.session().WorkPart()))
+    named += host_.objects().Name(c) == "06010800000009";
+  EXPECT_EQ(named, 1);
+  EXPECT_EQ(Attr(b2, "实体标识"), "<none>");
+}
+
 TEST(SizeGrewTest, AnyLargerExtentOrAnUnreadableSizeIsBoughtAgain) {
   using revision::SizeGrew;
   EXPECT_FALSE(SizeGrew("100.0x50.0x20.0", "100.0x50.0x20.0"));
