@@ -69,6 +69,10 @@ revision::CarryOverResult CarryOverForTool(memory::MemoryHost& host, const Revis
   PrintError(tool + ": carried over from " + PathText(args.previous) + ": " + StatusTotals(result) +
              "\n");
   for (const revision::RevisedBody& b : result.bodies) {
+    if (b.twin != host::kNullTag) {
+      PrintError(tool + ": new: " + b.name + text::Format(" (layer %d)", b.layer) +
+                 " lies where an identical body lies; that one took the previous BOM\n");
+    }
     if (b.status != revision::Status::kRemoved) continue;
     PrintError(tool + ": removed: " + (b.code.empty() ? std::string("-") : b.code) + " " + b.name +
                text::Format(" (layer %d)", b.layer) + (b.old_spec.empty() ? "" : " " + b.old_spec) +

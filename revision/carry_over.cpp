@@ -128,6 +128,7 @@ class CarryOver {
     r.status = m.status;
     r.previous = m.previous;
     r.current = m.current;
+    r.twin = m.twin;
     if (m.previous != host::kNullTag) {
       r.old_spec = Text(previous_, m.previous, T::kSpec);
       r.old_weight = Text(previous_, m.previous, T::kWeight);

@@ -52,6 +52,7 @@ struct CarryOverOptions {
 struct RevisedBody {
   Status status = Status::kNew;
   host::Tag previous = host::kNullTag, current = host::kNullTag;
+  host::Tag twin = host::kNullTag;  // see BodyMatch::twin
   std::string name;      // "材料名称", else a standard part's "名称", else the body's name
   std::string code;      // "材料代号"
   std::string identity;  // "实体标识" (of the previous body for removed ones)

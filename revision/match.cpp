@@ -160,6 +160,13 @@ class Matcher {
       });
     }
     TakeNearest(pairs, Status::kUnchanged);
+    // A body identical to one that took its place: a second copy.
+    for (const Pair& p : pairs) {
+      if (new_[p.current].taken || matches_[p.current].twin != host::kNullTag) continue;
+      for (const BodyMatch& m : matches_)
+        if (m.status == Status::kUnchanged && m.previous == old_[p.previous].tag)
+          matches_[p.current].twin = m.current;
+    }
   }
 
   // The same part elsewhere (or turned): the bodies left, compared within

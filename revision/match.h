@@ -48,6 +48,9 @@ struct BodyMatch {
   // point p goes to rotation * p + translation). The identity otherwise.
   host::Matrix3x3 rotation;
   host::Vector3d translation;
+  // New: the body of the new model that took the previous body this one is
+  // identical to in the same place (two bodies where one was), or none.
+  host::Tag twin = host::kNullTag;
 };
 
 struct MatchResult {

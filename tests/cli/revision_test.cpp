@@ -286,6 +286,13 @@ TEST_F(RevisionTest, TwoIdenticalBodiesInOnePlaceAreBothListedAndOneMatched) {
   EXPECT_EQ(stops,
             (std::vector<std::string>{"unchanged|ST-01", "unchanged|ST-02", "unchanged|ST-04",
                                       "unchanged|ST-05", "unchanged|ST-03", "new|"}));
+
+  // The tool says so when it carries the BOM over.
+  const Result r = Bom(P("twice.step"), "out", {"--previous", P("old.xbf")});
+  ASSERT_EQ(r.code, 0) << r.err;
+  EXPECT_NE(r.err.find(U8("new: 限位柱 (layer 130) lies where an identical body lies")),
+            std::string::npos)
+      << r.err;
 }
 
 TEST_F(RevisionTest, OnlyAChangedBlankThatGrewIsBoughtAgain) {

@@ -125,6 +125,8 @@ TEST(MatchTest, TwoIdenticalBodiesInOnePlaceAreBothListedAndOneMatched) {
   EXPECT_EQ(Statuses(m), (std::vector<std::pair<Status, Tag>>{{Status::kUnchanged, punch},
                                                               {Status::kNew, host::kNullTag}}));
   EXPECT_EQ(m.OfCurrent(b)->status, Status::kNew);
+  EXPECT_EQ(m.OfCurrent(b)->twin, a) << "the copy that took the place";
+  EXPECT_EQ(m.OfCurrent(a)->twin, host::kNullTag);
 
   // Nothing on either side, or only sheets: nothing to match.
   memory::MemoryHost empty, sheets;
