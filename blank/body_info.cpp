@@ -143,6 +143,7 @@ struct Feature {
 struct BodyMeasures {
   bool valid = false;
   double volume = 0.0;
+  V3 centroid{};
   V3 moments{};  // ascending
   M3 axes{};     // principal axes, right-handed
   int faces = 0, edges = 0, vertices = 0, circles = 0;
@@ -313,14 +314,20 @@ bool SameMeasures(const BodyMeasures& a, const BodyMeasures& b) {
   return true;
 }
 
-bool SameShape(const BodyMeasures& a, const BodyMeasures& b) {
-  if (!SameMeasures(a, b)) return false;
+// The rotation about the centroids that brings `a` onto `b`, if any.
+std::optional<M3> RotationOnto(const BodyMeasures& a, const BodyMeasures& b) {
+  if (!SameMeasures(a, b)) return std::nullopt;
   for (M3 r : CandidateRotations(a, b)) {
     M3 fitted = r;
     if (!Refine(a, b, fitted)) continue;
-    if (Matches(a, b, fitted) || Matches(a, b, r)) return true;
+    if (Matches(a, b, fitted)) return fitted;
+    if (Matches(a, b, r)) return r;
   }
-  return false;
+  return std::nullopt;
+}
+
+bool SameShape(const BodyMeasures& a, const BodyMeasures& b) {
+  return RotationOnto(a, b).has_value();
 }
 
 BodyMeasures MeasureBody(host::Host& host, host::Tag body) {
@@ -335,6 +342,7 @@ BodyMeasures MeasureBody(host::Host& host, host::Tag body) {
     const V3 x = Unit(ToV3(mp.principal_axes[0])), y = Unit(ToV3(mp.principal_axes[1]));
     m.axes = {x, y, Cross(x, y)};
     const V3 c = ToV3(mp.centroid);
+    m.centroid = c;
     m.faces = static_cast<int>(bodies.BodyFaces(body).size());
     std::vector<Feature> raw;
     const std::vector<host::Tag> edges = bodies.BodyEdges(body);
@@ -517,6 +525,37 @@ std::vector<host::Tag> BodyInfo::GetSameBodys(std::vector<BodyInfo>& others) {
       different.push_back(o.Class());
   }
   return same;
+}
+
+std::optional<BodyInfo::Motion> BodyInfo::MotionOnto(BodyInfo& other) {
+  const BodyMeasures& a = GetMeasures();
+  const BodyMeasures& b = other.GetMeasures();
+  if (!a.valid || !b.valid || !SameMeasures(a, b)) return std::nullopt;
+  const M3 identity{V3{1, 0, 0}, V3{0, 1, 0}, V3{0, 0, 1}};
+  std::optional<M3> r;
+  if (Matches(a, b, identity))
+    r = identity;
+  else
+    r = RotationOnto(a, b);
+  if (!r) return std::nullopt;
+  const V3 t = Sub(b.centroid, Apply(*r, a.centroid));
+  Motion m;
+  m.rotation = host::Matrix3x3::FromRows({(*r)[0][0], (*r)[0][1], (*r)[0][2]},
+                                         {(*r)[1][0], (*r)[1][1], (*r)[1][2]},
+                                         {(*r)[2][0], (*r)[2][1], (*r)[2][2]});
+  m.translation = {t[0], t[1], t[2]};
+  return m;
+}
+
+BodyInfo::Signature BodyInfo::GetSignature() {
+  const BodyMeasures& m = GetMeasures();
+  Signature s;
+  if (!m.valid) return s;
+  s.valid = true;
+  s.volume = m.volume;
+  s.faces = m.faces, s.edges = m.edges, s.vertices = m.vertices, s.circles = m.circles;
+  s.centroid = {m.centroid[0], m.centroid[1], m.centroid[2]};
+  return s;
 }
 
 std::vector<host::Tag> BodyInfo::GetSameBodys(const std::vector<host::Tag>& others) {

@@ -70,6 +70,29 @@ class BodyInfo {
   std::vector<host::Tag> GetSameBodys(std::vector<BodyInfo>& others);
   bool IsSameBody(BodyInfo& other);
 
+  // A rigid motion: a point p of this body lies at rotation * p + translation
+  // on the other (the rows of `rotation` give the image's X, Y and Z).
+  struct Motion {
+    host::Matrix3x3 rotation;
+    host::Vector3d translation;
+  };
+  // The motion that takes this body onto `other` when the two are the same
+  // part, decided as above. A pure translation when one does it (a body that
+  // only slid, or did not move at all, is not turned), else the first
+  // rotation found. Nothing for different parts, mirror images, or a body
+  // that cannot be measured. The two bodies may belong to different hosts.
+  std::optional<Motion> MotionOnto(BodyInfo& other);
+  // What the search compares first, for callers that sort many bodies into
+  // groups before they compare them: bodies whose counts differ, or whose
+  // volumes differ by more than a relative 1e-5, are never the same part.
+  struct Signature {
+    bool valid = false;  // false: the body cannot be measured
+    double volume = 0.0;
+    int faces = 0, edges = 0, vertices = 0, circles = 0;
+    host::Point3d centroid;
+  };
+  Signature GetSignature();
+
   // The string attribute `title` of `body`, or else of the first of its faces
   // that carries it. False when neither does.
   bool GetBodyFacetAttr(host::Tag body, const std::string& title, std::string& value);

@@ -74,6 +74,10 @@ struct BodyAttributeTitles {
   static constexpr const char* kLeftFrame = "LEFT_FRAME";
   static constexpr const char* kBottomFrame = "BOTTOM_FRAME";
   static constexpr const char* kRoundPart = "圆件";
+  // The size a body was listed with before a revision changed its shape
+  // (written when the BOM is carried over to a new model); its row is marked
+  // in the size-changed colour while the body carries it.
+  static constexpr const char* kPreviousSpec = "改模前规格";
 
   // The category the save commands pass with every body attribute.
   static constexpr const char* kCategory = "材料BOM";

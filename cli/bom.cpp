@@ -8,9 +8,11 @@
 #include <fstream>
 #include <iterator>
 #include <map>
+#include <optional>
 #include <set>
 
 #include "cli/batch.h"
+#include "cli/revision_options.h"
 #include "cli/tool.h"
 #include "cli/workspace.h"
 #include "config/config_folder.h"
@@ -22,6 +24,7 @@
 #include "host/memory/part_file.h"
 #include "host/text.h"
 #include "material_bom/bom_header.h"
+#include "material_bom/node_param.h"
 #include "report/blank_report.h"
 
 namespace cli {
@@ -61,6 +64,18 @@ constexpr const char* kBomHelp =
     "  --mark            mark every solid body of the template layers for the BOM\n"
     "                    (\"转图标识\" = \"Y\"), as the drawing tools do on a real die\n"
     "\n"
+    "A revision of a die:\n"
+    "  --previous OLD    OLD is the part file the previous revision's BOM was saved\n"
+    "                    in: each body of PART takes the BOM of its body in OLD\n"
+    "                    (see 'diebom diff --help' for how they are matched); new\n"
+    "                    bodies get the changed-body colour and are numbered\n"
+    "                    \"新增\" after the highest code of their layer; changed\n"
+    "                    bodies keep their code and show their new size marked\n"
+    "  --keep-colours    new bodies keep their colour\n"
+    "  --delta           also write the blanks to buy again (new bodies, changed\n"
+    "                    ones whose blank grew) to <part>补料单.xls beside the\n"
+    "                    workbook, never overwritten\n"
+    "\n"
     "Other options:\n"
     "  --config DIR      the configuration root, as RQConfig names it on the host\n"
     "                    (default: the shipped sample configuration)\n"
@@ -87,28 +102,31 @@ struct BomJob {
   bool export_workbook = true;  // false: the report only
   bool same_body = false, reset = false, no_optimise = false, keep_overlaps = false;
   bool reorder = false, balloon = false, all_layers = false, mark = false;
+  RevisionArgs revision;
   std::vector<HeaderField> header;  // GBK
 };
 
 BomJob ReadJob(const std::vector<std::string>& args) {
   std::vector<std::string> rest = args;
   const std::vector<std::string> sets = TakeRepeatedOption(rest, "set");
-  const ParsedArgs parsed = ParseArgs(rest, {{"config", 0, true},
-                                             {"mode", 0, true},
-                                             {"format", 0, true},
-                                             {"save", 0, true},
-                                             {"out", 0, true},
-                                             {"header", 0, true},
-                                             {"report", 'o', true},
-                                             {"same-body", 0, false},
-                                             {"reset", 0, false},
-                                             {"no-optimise", 0, false},
-                                             {"keep-overlaps", 0, false},
-                                             {"reorder", 0, false},
-                                             {"balloon", 0, false},
-                                             {"all-layers", 0, false},
-                                             {"mark", 0, false},
-                                             {"help", 'h', false}});
+  std::vector<OptionSpec> specs = {{"config", 0, true},
+                                   {"mode", 0, true},
+                                   {"format", 0, true},
+                                   {"save", 0, true},
+                                   {"out", 0, true},
+                                   {"header", 0, true},
+                                   {"report", 'o', true},
+                                   {"same-body", 0, false},
+                                   {"reset", 0, false},
+                                   {"no-optimise", 0, false},
+                                   {"keep-overlaps", 0, false},
+                                   {"reorder", 0, false},
+                                   {"balloon", 0, false},
+                                   {"all-layers", 0, false},
+                                   {"mark", 0, false},
+                                   {"help", 'h', false}};
+  for (const OptionSpec& s : RevisionOptionSpecs(true)) specs.push_back(s);
+  const ParsedArgs parsed = ParseArgs(rest, specs);
   BomJob job;
   if (parsed.flags.count("help")) return job;
   if (parsed.positional.empty()) throw UsageError("no PART given");
@@ -142,6 +160,7 @@ BomJob ReadJob(const std::vector<std::string>& args) {
   job.all_layers = flag("all-layers");
   job.mark = flag("mark");
   if (job.reorder && job.balloon) throw UsageError("--reorder and --balloon exclude each other");
+  job.revision = ReadRevisionArgs(parsed);
   if (parsed.values.count("header")) job.header = ReadHeaderFile(value("header", ""));
   std::vector<HeaderField> set_fields;
   for (const std::string& s : sets) set_fields.push_back(ParseSetOption(s));
@@ -299,6 +318,7 @@ int RunReport(const std::vector<std::string>& args) {
     return kSuccess;
   }
   if (job.report.empty()) throw UsageError("no report file given (-o FILE.html)");
+  if (job.revision.delta) throw UsageError("--delta goes with a workbook: use 'diebom bom'");
   job.export_workbook = false;
   return RunBomJob(std::move(job));
 }
@@ -335,6 +355,18 @@ int RunBomJob(BomJob job) {
   host.session().Terminate();
   const std::set<int> templates(settings.material.template_layers.begin(),
                                 settings.material.template_layers.end());
+  // A revision: the previous BOM onto the new model before the dialog sees it.
+  std::optional<revision::CarryOverResult> revised;
+  if (!job.revision.previous.empty()) {
+    revision::CarryOverOptions options;
+    options.changed_colour = settings.common.changed_body_color;
+    options.mode = job.mode == "rounded" ? 0 : 1;
+    options.settings = &settings;
+    host.session().Initialize();
+    revised = CarryOverForTool(host, job.revision, options,
+                               job.export_workbook ? "diebom bom" : "diebom report");
+    host.session().Terminate();
+  }
   for (const auto& [layer, bodies] : solids) {
     for (host::Tag b : bodies) {
       if (job.mark && templates.count(layer)) host.attributes().SetString(b, kDrawnMark, "Y");
@@ -357,6 +389,7 @@ int RunBomJob(BomJob job) {
   });
   TreeTable tree;
   std::vector<report::ReportRow> report_rows;
+  std::vector<TreeRowBodies> row_bodies;
   bool shown = false;
   dialogs.QueueDriver("ExportMaterialBom.dlx", [&](memory::DialogDriver& d) {
     shown = true;
@@ -376,6 +409,11 @@ int RunBomJob(BomJob job) {
       std::vector<host::Node*> children = d.Children(top);
       if (children.empty()) children.push_back(top);
       for (host::Node* n : children) row.bodies.push_back(n->GetNodeData().GetTaggedObject("Data"));
+      TreeRowBodies texts;
+      for (int c = 0; c < material_bom::kMaterialColumnCount; ++c)
+        texts.texts.push_back(top->GetColumnDisplayText(c));
+      texts.bodies = row.bodies;
+      row_bodies.push_back(std::move(texts));
       report_rows.push_back(std::move(row));
     }
     d.Close();
@@ -420,6 +458,16 @@ int RunBomJob(BomJob job) {
     Print("workbook: " + PathText(workbook) + "\n");
   else
     PrintError("diebom bom: workbook " + PathText(workbook) + "\n");
+  if (job.revision.delta) {
+    const std::vector<material_bom::RowTexts> rows = RowsToBuy(host, row_bodies, *revised);
+    const std::string delta =
+        host.LocalPath(WriteDeltaWorkbook(host, host.opened_documents().back(), rows, settings));
+    const std::string line = text::Format("%zu rows to buy again: ", rows.size()) + PathText(delta);
+    if (format == Format::kTable)
+      Print(line + "\n");
+    else
+      PrintError("diebom bom: " + line + "\n");
+  }
   if (!job.save.empty()) memory::SavePartFile(host, job.save);
   return kSuccess;
 }

@@ -4,13 +4,17 @@
 #include <filesystem>
 
 #include "cli/batch.h"
+#include "cli/revision_options.h"
 #include "cli/tool.h"
 #include "cli/workspace.h"
+#include "config/config_folder.h"
+#include "config/csv.h"
 #include "host/memory/dialogs/dialogs.h"
 #include "host/memory/memory_host.h"
 #include "host/memory/part_file.h"
 #include "host/text.h"
 #include "part_bom/export_part_bom.h"
+#include "part_bom/part_bom_texts.h"
 
 namespace cli {
 namespace {
@@ -46,6 +50,11 @@ constexpr const char* kPartsHelp =
     "  --format FORMAT  table (default), csv or json\n"
     "  --save OUT       write the part with the attributes the export stored to\n"
     "                   the part file OUT\n"
+    "  --previous OLD   a revision: each body of PART first takes the attributes\n"
+    "                   of its body in OLD, the part file of the previous revision\n"
+    "                   (see 'diebom diff --help'); new bodies get the changed-body\n"
+    "                   colour, so new standard parts are listed as \"新增\"\n"
+    "  --keep-colours   new bodies keep their colour\n"
     "  -h, --help       show this help and exit\n"
     "\n"
     "Exit status: 0 exported, 1 the dialog or the job failed (nothing is written),\n"
@@ -83,6 +92,17 @@ std::string LogicPath(const std::string& utf8) {
   }
 }
 
+// The changed-body colour of the standard-part configuration, as the dialog
+// reads it; 186 when it has none (the dialog then refuses to start anyway).
+int ChangedColour(memory::MemoryHost& host) {
+  const std::string root = host.environment().GetEnvironmentVariableValue(config::kRootVariable);
+  config::ReadConfigFile table(host.platform());
+  if (!table.OpenConfigFile(root + part_bom::kConfigTable)) return 186;
+  for (const std::string& cell : table.GetColumnValue(part_bom::kChangedColorKey))
+    if (!cell.empty()) return config::CellToInt(cell);
+  return 186;
+}
+
 void WriteStdout(const std::string& utf8) {
   std::fputs(utf8.c_str(), stdout);
   std::fflush(stdout);
@@ -93,12 +113,10 @@ void WriteStdout(const std::string& utf8) {
 int RunParts(const std::vector<std::string>& raw_args) {
   std::vector<std::string> args = raw_args;
   const std::vector<std::string> sets = TakeRepeatedOption(args, "set");
-  const ParsedArgs parsed = ParseArgs(args, {{"config", 0, true},
-                                             {"header", 0, true},
-                                             {"out", 0, true},
-                                             {"format", 0, true},
-                                             {"save", 0, true},
-                                             {"help", 'h', false}});
+  std::vector<OptionSpec> specs = {{"config", 0, true}, {"header", 0, true}, {"out", 0, true},
+                                   {"format", 0, true}, {"save", 0, true},   {"help", 'h', false}};
+  for (const OptionSpec& s : RevisionOptionSpecs(false)) specs.push_back(s);
+  const ParsedArgs parsed = ParseArgs(args, specs);
   if (parsed.flags.count("help")) {
     WriteStdout(ConsoleText(kPartsHelp));
     return kSuccess;
@@ -123,6 +141,7 @@ int RunParts(const std::vector<std::string>& raw_args) {
   if (parsed.values.count("out") && value("out", "").empty())
     throw UsageError("--out needs a folder");
   const std::string part = parsed.positional.front();
+  const RevisionArgs revision_args = ReadRevisionArgs(parsed);
 
   // Bad input stops the job before anything is opened or written.
   std::vector<HeaderField> header;
@@ -145,6 +164,13 @@ int RunParts(const std::vector<std::string>& raw_args) {
     PrintError("diebom parts: layer \"" + m.name + "\" of " + PathText(part) +
                text::Format(" is put on layer %d\n", m.layer));
   host.SetDesktopFolder(LogicPath(out));
+  if (!revision_args.previous.empty()) {
+    revision::CarryOverOptions options;
+    options.changed_colour = ChangedColour(host);
+    host.session().Initialize();
+    CarryOverForTool(host, revision_args, options, "diebom parts");
+    host.session().Terminate();
+  }
 
   // The designer's part: fill in the header, export, read the tree, close.
   TreeTable tree;

@@ -30,6 +30,8 @@ constexpr const char* kHelp =
     "  bom PART        number the blanks in the material BOM and export its purchase\n"
     "                  workbook, as the plug-in does in NX\n"
     "  parts PART      list the standard parts and export their purchase workbook\n"
+    "  diff OLD NEW    what a revision changed: every body unchanged, moved,\n"
+    "                  changed, new or removed, with its blank before and after\n"
     "  report PART     draw every material row's body in its blank (an HTML page)\n"
     "  sample OUTDIR   write the sample die, its configuration and templates\n"
     "\n"
@@ -143,6 +145,10 @@ int Main(const std::vector<std::string>& args) {
     if (first == "bom") {
       command = first;
       return RunBom(rest);
+    }
+    if (first == "diff") {
+      command = first;
+      return RunDiff(rest);
     }
     if (first == "report") {
       command = first;

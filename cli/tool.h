@@ -53,6 +53,7 @@ int Main(const std::vector<std::string>& args);
 // The commands (arguments after the command name).
 int RunBlanks(const std::vector<std::string>& args);
 int RunBom(const std::vector<std::string>& args);
+int RunDiff(const std::vector<std::string>& args);
 int RunReport(const std::vector<std::string>& args);
 int RunSample(const std::vector<std::string>& args);
 

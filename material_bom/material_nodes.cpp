@@ -326,8 +326,10 @@ void ExportMaterialBom::WriteCodedRows(std::vector<MaterialParam>& coded, int& r
         CreateMateriNode(row, r, grouped ? nullptr : parent, grouped ? parent : nullptr);
     if (!grouped) parent = node;
     if (r.state == T::kNewState) node->SetForegroundColor(changed);
-    // A stored size that differs from the record's marks the row.
-    if (!r.stored_spec.empty() && r.stored_spec != r.spec)
+    // A stored size that differs from the record's marks the row, and so
+    // does a body whose shape a revision changed.
+    if ((!r.stored_spec.empty() && r.stored_spec != r.spec) ||
+        host_.attributes().Has(r.body, T::kPreviousSpec))
       node->SetForegroundColor(kSpecChangedColor);
     previous = r.code;
     records_.push_back(r);

@@ -161,3 +161,40 @@ TEST(BlankBodyInfo, AttributesOfTheBodyOrItsFaces) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST(BlankBodyInfo, TheMotionOntoTheSamePartInAnotherModel) {
+  // The punch in one model; in another, the same punch slid, and turned a
+  // quarter about Z.
+  MemoryHost before, after;
+  BodyInfo info(before, before.AddBody(ShapedPunch(), 90));
+  BodyInfo slid(after, after.AddBody(ShapedPunch().Translated({100, 0, 5}), 90));
+  BodyInfo turned(after, after.AddBody(ShapedPunch().Rotated({0, 0, 0}, {0, 0, 1}, Deg(90)), 90));
+
+  const std::optional<BodyInfo::Motion> s = info.MotionOnto(slid);
+  ASSERT_TRUE(s.has_value());
+  EXPECT_EQ(s->rotation.Xx, 1) << "slid, not turned";
+  EXPECT_EQ(s->rotation.Yy, 1);
+  ExpectVec(s->translation, {100, 0, 5}, 1e-6);
+
+  const std::optional<BodyInfo::Motion> t = info.MotionOnto(turned);
+  ASSERT_TRUE(t.has_value());
+  // X goes onto Y: the point (1, 0, 0) of the punch lies at (0, 1, 0).
+  ExpectVec(Vector3d{t->rotation.Xx, t->rotation.Yx, t->rotation.Zx}, {0, 1, 0}, 1e-6);
+  ExpectVec(Vector3d{t->rotation.Xy, t->rotation.Yy, t->rotation.Zy}, {-1, 0, 0}, 1e-6);
+  ExpectVec(t->translation, {0, 0, 0}, 1e-6);
+
+  // A mirror image, a longer punch and a body without volume: no motion.
+  BodyInfo left(before, before.AddBody(LBlock(false), 80));
+  BodyInfo right(after, after.AddBody(LBlock(true).Translated({0, 500, 0}), 80));
+  EXPECT_FALSE(left.MotionOnto(right).has_value());
+  BodyInfo longer(after, after.AddBody(ShapedPunch(6.0, 61.0), 90));
+  EXPECT_FALSE(info.MotionOnto(longer).has_value());
+  BodyInfo sheet(after, after.AddBody(Shape::Sheet(10, 10), 90));
+  EXPECT_FALSE(info.MotionOnto(sheet).has_value());
+  EXPECT_TRUE(info.GetSignature().valid);
+  EXPECT_FALSE(sheet.GetSignature().valid);
+}
+
+}  // namespace
