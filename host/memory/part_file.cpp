@@ -66,6 +66,7 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
+#include <memory>
 #include <optional>
 #include <set>
 #include <sstream>
@@ -124,6 +125,12 @@ TCollection_ExtendedString GbkToExt(const std::string& gbk) {
 
 // --- Kernel session --------------------------------------------------------------
 
+// True in a reading child (see InChild): it ends with _exit as soon as it has
+// answered, so what it read is left to the end of the process rather than
+// taken apart piece by piece, which costs the reader as much again as a
+// fair part of its reading.
+bool g_reading_child = false;
+
 Handle(TDocStd_Application) App();
 
 // Keeps the kernel's messages (transfer statistics, warnings, reading
@@ -166,6 +173,10 @@ class Document {
   Document() = default;
   ~Document() {
     if (doc_.IsNull()) return;
+    if (g_reading_child) {
+      new Handle(TDocStd_Document)(doc_);  // kept to the end of the process
+      return;
+    }
     try {
       App()->Close(doc_);
     } catch (const Standard_Failure&) {
@@ -877,7 +888,14 @@ StepReport OpenStep(MemoryHost& host, const std::string& path) {
   std::optional<StepWalker> walker;
   Handle(XCAFDoc_LayerTool) layer_tool;
   try {
-    STEPCAFControl_Reader reader;
+    auto owned_reader = std::make_unique<STEPCAFControl_Reader>();
+    STEPCAFControl_Reader& reader = *owned_reader;
+    struct KeepInChild {
+      std::unique_ptr<STEPCAFControl_Reader>& reader;
+      ~KeepInChild() {
+        if (g_reading_child) reader.release();
+      }
+    } keep{owned_reader};
     reader.SetColorMode(Standard_True);
     reader.SetNameMode(Standard_True);
     reader.SetLayerMode(Standard_True);
@@ -1128,6 +1146,7 @@ std::string InChild(const std::string& path, const char* reader, Work work) {
   }
   if (pid == 0) {
     ::close(fds[0]);
+    g_reading_child = true;
     // The child ends as the kernel makes it end: no handler of the program
     // (which would clean up the parent's files) runs in it.
     for (int sig : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT, SIGINT, SIGTERM, SIGHUP, SIGPIPE})
@@ -1228,7 +1247,7 @@ StepReport OpenPart(MemoryHost& host, const std::string& path) {
       // The child reads the model and hands it back as the bytes of a part
       // file, with the report.
       const std::string answer = InChild(path, "STEP reader", [&] {
-        MemoryHost scratch;
+        MemoryHost& scratch = *new MemoryHost;  // kept to the child's end
         const StepReport r = OpenStep(scratch, path);
         std::string out;
         for (int v : {r.bodies, r.skipped_shapes, r.sheets, r.curves, r.points})
@@ -1267,7 +1286,7 @@ StepReport OpenPart(MemoryHost& host, const std::string& path) {
     case PartFileKind::kPartFile:
       // The child reads the file through; only then is it read here.
       InChild(path, "part file reader", [&] {
-        ReadPartBytes(CheckedPartFile(path), path, true);
+        new Model(ReadPartBytes(CheckedPartFile(path), path, true));  // kept to the child's end
         return std::string();
       });
       OpenPartFile(host, path);
