@@ -125,11 +125,12 @@ TCollection_ExtendedString GbkToExt(const std::string& gbk) {
 
 // --- Kernel session --------------------------------------------------------------
 
-// True in a reading child (see InChild): it ends with _exit as soon as it has
-// answered, so what it read is left to the end of the process rather than
-// taken apart piece by piece, which costs the reader as much again as a
-// fair part of its reading.
-bool g_reading_child = false;
+// True in a reading child (see InChild) once what is left of its work only
+// ends with its answer: the child ends with _exit as soon as it has
+// answered, so the documents it closes from then on are left to the end of
+// the process rather than taken apart piece by piece. (Before that point they
+// are taken apart as usual: their memory makes room for what follows.)
+bool g_leave_to_exit = false;
 
 Handle(TDocStd_Application) App();
 
@@ -173,7 +174,7 @@ class Document {
   Document() = default;
   ~Document() {
     if (doc_.IsNull()) return;
-    if (g_reading_child) {
+    if (g_leave_to_exit) {
       new Handle(TDocStd_Document)(doc_);  // kept to the end of the process
       return;
     }
@@ -888,14 +889,7 @@ StepReport OpenStep(MemoryHost& host, const std::string& path) {
   std::optional<StepWalker> walker;
   Handle(XCAFDoc_LayerTool) layer_tool;
   try {
-    auto owned_reader = std::make_unique<STEPCAFControl_Reader>();
-    STEPCAFControl_Reader& reader = *owned_reader;
-    struct KeepInChild {
-      std::unique_ptr<STEPCAFControl_Reader>& reader;
-      ~KeepInChild() {
-        if (g_reading_child) reader.release();
-      }
-    } keep{owned_reader};
+    STEPCAFControl_Reader reader;
     reader.SetColorMode(Standard_True);
     reader.SetNameMode(Standard_True);
     reader.SetLayerMode(Standard_True);
@@ -1146,7 +1140,6 @@ std::string InChild(const std::string& path, const char* reader, Work work) {
   }
   if (pid == 0) {
     ::close(fds[0]);
-    g_reading_child = true;
     // The child ends as the kernel makes it end: no handler of the program
     // (which would clean up the parent's files) runs in it.
     for (int sig : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT, SIGINT, SIGTERM, SIGHUP, SIGPIPE})
@@ -1258,6 +1251,7 @@ StepReport OpenPart(MemoryHost& host, const std::string& path) {
           PutInt(out, m.name.size());
           out += m.name;
         }
+        g_leave_to_exit = true;
         return out + PartFileBytes(scratch.model(), path);
       });
       StepReport report;
@@ -1286,6 +1280,7 @@ StepReport OpenPart(MemoryHost& host, const std::string& path) {
     case PartFileKind::kPartFile:
       // The child reads the file through; only then is it read here.
       InChild(path, "part file reader", [&] {
+        g_leave_to_exit = true;
         new Model(ReadPartBytes(CheckedPartFile(path), path, true));  // kept to the child's end
         return std::string();
       });
