@@ -4,6 +4,9 @@
 #include <array>
 #include <cmath>
 #include <memory>
+#include <optional>
+
+#include "blank/body_geometry.h"
 
 namespace blank {
 namespace {
@@ -376,6 +379,102 @@ BodyMeasures MeasureBody(host::Host& host, host::Tag body) {
   return m;
 }
 
+// --- Round bodies ------------------------------------------------------------
+//
+// A round body (a round or headed punch, a pin, a bush) has only planes across
+// one axis and surfaces turned about it. Every section across the axis is a
+// disc, so every box with a side along the axis and a side across it has the
+// same, smallest volume: the axis is the orientation, no search needed. The
+// side across it is taken as near world X as it goes (world Y for an axis
+// along world X), so that a punch standing upright keeps the world axes.
+
+struct RoundAxis {
+  V3 point{};
+  V3 direction{};  // unit
+};
+
+// Directions closer than this (the sine of their angle) are one axis.
+constexpr double kRoundAngle = 1e-9;
+
+V3 LineOffset(const V3& p, const RoundAxis& axis) {
+  const V3 d = Sub(p, axis.point);
+  return Sub(d, Scaled(axis.direction, Dot(d, axis.direction)));
+}
+
+std::optional<RoundAxis> FindRoundAxis(const std::vector<host::BodyGeometry::Face>& faces) {
+  std::optional<RoundAxis> axis;
+  double size = 0.0;
+  for (const host::BodyGeometry::Face& f : faces) {
+    const auto& b = f.data.box;
+    size = std::max(size, Norm(V3{b[3] - b[0], b[4] - b[1], b[5] - b[2]}));
+    const int t = f.data.type;
+    if (!axis &&
+        (t == host::kCylindricalFace || t == host::kConicalFace || t == host::kToroidalFace))
+      axis = RoundAxis{ToV3(f.data.point), Unit(ToV3(f.data.direction))};
+  }
+  if (!axis || Norm(axis->direction) == 0.0) return std::nullopt;
+  const double on_axis = 1e-6 * std::max(size, 1.0);
+  for (const host::BodyGeometry::Face& f : faces) {
+    const host::FaceData& d = f.data;
+    const V3 dir = Unit(ToV3(d.direction));
+    switch (d.type) {
+      case host::kPlanarFace:
+        if (Norm(Cross(dir, axis->direction)) > kRoundAngle) return std::nullopt;
+        break;
+      case host::kCylindricalFace:
+      case host::kConicalFace:
+      case host::kToroidalFace:
+        if (Norm(Cross(dir, axis->direction)) > kRoundAngle ||
+            Norm(LineOffset(ToV3(d.point), *axis)) > on_axis)
+          return std::nullopt;
+        break;
+      case host::kSphericalFace:
+        if (Norm(LineOffset(ToV3(d.point), *axis)) > on_axis) return std::nullopt;
+        break;
+      default:
+        return std::nullopt;
+    }
+  }
+  return axis;
+}
+
+// The box along the round body's axis; its extents are those of the body's
+// edges (vertices and circles), which the exact box measured in that
+// orientation afterwards may exceed where a sphere or torus bulges.
+OrientedBox RoundBox(const RoundAxis& axis, const std::vector<host::EdgeData>& edges) {
+  V3 z = axis.direction;
+  // One sign for an axis, whichever way the faces report it.
+  const double lead = std::fabs(z[0]) >= std::fabs(z[1]) && std::fabs(z[0]) >= std::fabs(z[2])
+                          ? z[0]
+                          : (std::fabs(z[1]) >= std::fabs(z[2]) ? z[1] : z[2]);
+  if (lead < 0.0) z = Scaled(z, -1.0);
+  V3 x = Sub(V3{1, 0, 0}, Scaled(z, z[0]));
+  if (Norm(x) < 1e-6) x = Sub(V3{0, 1, 0}, Scaled(z, z[1]));
+  x = Unit(x);
+  const V3 y = Cross(z, x);
+  OrientedBox box;
+  box.axes = host::Matrix3x3::FromRows({x[0], x[1], x[2]}, {y[0], y[1], y[2]}, {z[0], z[1], z[2]});
+  const V3 rows[3] = {x, y, z};
+  for (int i = 0; i < 3; ++i) box.low[i] = 1e300, box.high[i] = -1e300;
+  auto add = [&](const V3& p, int i, double reach) {
+    const double c = Dot(p, rows[i]);
+    box.low[i] = std::min(box.low[i], c - reach);
+    box.high[i] = std::max(box.high[i], c + reach);
+  };
+  for (const host::EdgeData& e : edges)
+    for (int i = 0; i < 3; ++i) {
+      add(ToV3(e.start), i, 0.0);
+      add(ToV3(e.end), i, 0.0);
+      if (e.kind == host::EdgeKind::kCircle) {
+        const double n = Dot(Unit(ToV3(e.direction)), rows[i]);
+        add(ToV3(e.center), i, e.radius * std::sqrt(std::max(0.0, 1.0 - n * n)));
+      }
+    }
+  for (int i = 0; i < 3; ++i)
+    if (box.low[i] > box.high[i]) box.low[i] = box.high[i] = 0.0;
+  return box;
+}
+
 }  // namespace
 
 BodyInfo::BodyInfo(host::Host& host, host::Tag body) : host_(&host), body_(body) {}
@@ -430,13 +529,20 @@ host::Point3d BodyInfo::MapPointToABS(const host::Point3d& work) {
 }
 
 OrientedBox BodyInfo::MinVolumeBox(double step) {
-  auto& bodies = host_->bodies();
+  const std::unique_ptr<host::BodyGeometry> geometry = TakeBodyGeometry(*host_, body_);
+  return MinVolumeBoxOf(*geometry, geometry->Faces(), step);
+}
+
+OrientedBox MinVolumeBoxOf(host::BodyGeometry& geometry,
+                           const std::vector<host::BodyGeometry::Face>& faces, double step) {
+  const std::vector<host::EdgeData> edges = geometry.Edges();
+  if (const std::optional<RoundAxis> axis = FindRoundAxis(faces)) return RoundBox(*axis, edges);
   std::vector<host::Vector3d> directions;
   std::vector<host::Point3d> points;
   bool bulges = false;
   host::Point3d lo{1e300, 1e300, 1e300}, hi{-1e300, -1e300, -1e300};
-  for (host::Tag face : bodies.BodyFaces(body_)) {
-    const host::FaceData d = bodies.AskFaceData(face);
+  for (const host::BodyGeometry::Face& face : faces) {
+    const host::FaceData& d = face.data;
     if (d.type == host::kPlanarFace || d.type == host::kCylindricalFace ||
         d.type == host::kConicalFace)
       directions.push_back(d.direction);
@@ -444,8 +550,7 @@ OrientedBox BodyInfo::MinVolumeBox(double step) {
     lo = {std::min(lo.X, d.box[0]), std::min(lo.Y, d.box[1]), std::min(lo.Z, d.box[2])};
     hi = {std::max(hi.X, d.box[3]), std::max(hi.Y, d.box[4]), std::max(hi.Z, d.box[5])};
   }
-  for (host::Tag edge : bodies.BodyEdges(body_)) {
-    const host::EdgeData e = bodies.AskEdgeData(edge);
+  for (const host::EdgeData& e : edges) {
     if (e.kind != host::EdgeKind::kOther) directions.push_back(e.direction);
     points.push_back(e.start);
     points.push_back(e.end);
@@ -465,7 +570,7 @@ OrientedBox BodyInfo::MinVolumeBox(double step) {
     }
     if (size <= 0.0 && hi.X >= lo.X) size = host::Length({hi.X - lo.X, hi.Y - lo.Y, hi.Z - lo.Z});
     const double chord = std::max(1e-3, 5e-4 * size);
-    const host::Facets facets = bodies.AskFacets(body_, chord, 0.25);
+    const host::Facets facets = geometry.AskFacets(chord, 0.25);
     points.insert(points.end(), facets.vertices.begin(), facets.vertices.end());
   }
   MinBoxOptions options;

@@ -60,7 +60,8 @@ class BodyInfo {
   // angular resolution (radians) of the guard search. False, and the identity,
   // for a body without geometry.
   bool GetBodyMinVolumeOrient(host::Matrix3x3& matrix, double step);
-  // The same search, with the box of the sampled body in that orientation.
+  // The same search, with the box of the sampled body in that orientation
+  // (of a round body: of its edges).
   OrientedBox MinVolumeBox(double step);
 
   // The bodies among `others` identical to this one (see above), in the order
@@ -112,5 +113,11 @@ class BodyInfo {
   std::shared_ptr<const Measures> measures_;
   std::shared_ptr<SameClass> class_;
 };
+
+// The minimum-volume box of a body from its geometry, `faces` as
+// geometry.Faces() gives them: the search of BodyInfo::MinVolumeBox. It asks
+// nothing of the host beyond `geometry`, so it runs wherever that may be used.
+OrientedBox MinVolumeBoxOf(host::BodyGeometry& geometry,
+                           const std::vector<host::BodyGeometry::Face>& faces, double step);
 
 }  // namespace blank

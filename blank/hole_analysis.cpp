@@ -4,23 +4,20 @@
 #include <numbers>
 
 #include "blank/blank_geometry.h"
+#include "blank/body_geometry.h"
 
 namespace blank {
 
 std::vector<SimpleHoleInfo> HoleAnalysis::GetSimpleHoles(host::Tag body) {
+  return GroupHoles(TakeBodyGeometry(host_, body)->Faces());
+}
+
+std::vector<SimpleHoleInfo> HoleAnalysis::GroupHoles(
+    const std::vector<host::BodyGeometry::Face>& faces) {
   std::vector<SimpleHoleInfo> groups;
-  auto& bodies = host_.bodies();
-  for (host::Tag face : bodies.BodyFaces(body)) {
-    const host::FaceData data = bodies.AskFaceData(face);
-    if (data.type != host::kCylindricalFace || data.norm_dir != -1) continue;
-    bool closed = true;
-    for (host::Tag edge : bodies.FaceEdges(face)) {
-      if (bodies.AskCurveClosed(edge) != 1) {
-        closed = false;
-        break;
-      }
-    }
-    if (!closed) continue;
+  for (const host::BodyGeometry::Face& face : faces) {
+    const host::FaceData& data = face.data;
+    if (data.type != host::kCylindricalFace || data.norm_dir != -1 || !face.closed_edges) continue;
     auto it = std::find_if(groups.begin(), groups.end(), [&](const SimpleHoleInfo& g) {
       return BlankGeometry::IsVectotParallel(g.direction, data.direction, kParallelTolerance);
     });

@@ -27,6 +27,8 @@ class HoleAnalysis {
   // axis and whose edges are all closed curves, grouped by direction in the
   // order the faces come.
   std::vector<SimpleHoleInfo> GetSimpleHoles(host::Tag body);
+  // The same from faces already asked (host::BodyGeometry::Faces).
+  static std::vector<SimpleHoleInfo> GroupHoles(const std::vector<host::BodyGeometry::Face>& faces);
 
   // Splits the groups into those parallel to the matrix's X, Y or Z axis and
   // the others, each in input order.

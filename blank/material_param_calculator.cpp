@@ -168,15 +168,21 @@ void MaterialParamCalculator::ApplyStateRule(host::Tag body, MaterialParam& p) {
   }
 }
 
-void MaterialParamCalculator::ApplyWeights(host::Tag body, MaterialParam& p) {
+void MaterialParamCalculator::ApplyWeights(host::Tag body, MaterialParam& p,
+                                           const BodyMeasures* measures) {
   if (!settings_.HasMachiningProcess()) return;
   // The body is measured once for both.
-  const double net = weights_.NetWeight(body);
+  const double net = measures && measures->volume ? weights_.NetWeightOfVolume(*measures->volume)
+                                                  : weights_.NetWeight(body);
   p.net_weight = text::Format(ValueFormats::kNetWeight, net);
   p.process = weights_.ManufacturingProcess(body, net);
 }
 
 MaterialParam MaterialParamCalculator::GetBodyMaterialParam(host::Tag body) {
+  return Compute(body, nullptr);
+}
+
+MaterialParam MaterialParamCalculator::Compute(host::Tag body, const BodyMeasures* measures) {
   MaterialParam p;
   // The third option has no effect: it is switched off before it is looked at.
   options_.third = false;
@@ -207,7 +213,7 @@ MaterialParam MaterialParamCalculator::GetBodyMaterialParam(host::Tag body) {
     p.remark = ReadAttribute(body, T::kRemark);
     ApplyColorRule(body, p);
     ApplyStateRule(body, p);
-    ApplyWeights(body, p);
+    ApplyWeights(body, p, measures);
     p.body = body;
     return p;
   }
@@ -235,7 +241,9 @@ MaterialParam MaterialParamCalculator::GetBodyMaterialParam(host::Tag body) {
     // The body keeps the blank system given to it before.
     host_.csys().SetWcs(existing.front());
   } else {
-    const host::Matrix3x3 m = orientation_.ChooseOrientation(body);
+    const host::Matrix3x3 m = measures && measures->facts
+                                  ? orientation_.ChooseOrientation(*measures->facts)
+                                  : orientation_.ChooseOrientation(body);
     Log("创建实体坐标系");
     Log("删除之前的坐标系");
     orientation_.PlaceBlankCsys(body, m, identity, !fresh);
@@ -271,7 +279,7 @@ MaterialParam MaterialParamCalculator::GetBodyMaterialParam(host::Tag body) {
 
   p.chamfer = ReadAttribute(body, T::kChamfer);
   p.lead_time = ReadAttribute(body, T::kLeadTime);
-  ApplyWeights(body, p);
+  ApplyWeights(body, p, measures);
 
   p.body = body;
   Log("参数读取完成");
@@ -280,10 +288,34 @@ MaterialParam MaterialParamCalculator::GetBodyMaterialParam(host::Tag body) {
 
 std::vector<MaterialParam> MaterialParamCalculator::GetBodiesMaterialParam(
     const std::vector<host::Tag>& bodies) {
+  std::vector<PreparedBodies::Need> needs;
+  needs.reserve(bodies.size());
+  for (host::Tag b : bodies) {
+    PreparedBodies::Need need;
+    try {
+      need.facts = NeedsOrientation(b);
+      need.volume = settings_.HasMachiningProcess() && host_.objects().Exists(b);
+    } catch (const host::HostError&) {
+      need = {};  // the computation meets the error in its turn
+    }
+    needs.push_back(need);
+  }
+  PreparedBodies prepared(host_, bodies, needs, threads_);
   std::vector<MaterialParam> out;
   out.reserve(bodies.size());
-  for (host::Tag b : bodies) out.push_back(GetBodyMaterialParam(b));
+  for (std::size_t i = 0; i < bodies.size(); ++i)
+    out.push_back(Compute(bodies[i], prepared.Get(i)));
   return out;
+}
+
+bool MaterialParamCalculator::NeedsOrientation(host::Tag body) {
+  auto& attrs = host_.attributes();
+  if (!host_.objects().Exists(body)) return false;
+  if (attrs.Has(body, T::kIdentity) && attrs.Has(body, T::kCode) && attrs.Has(body, T::kName) &&
+      attrs.Has(body, T::kMaterial))
+    return false;
+  const std::string identity = ReadAttribute(body, T::kIdentity);
+  return identity.empty() || orientation_.CsysNamed(identity).empty();
 }
 
 MaterialParam* MaterialParamCalculator::GetBodyMtlParam(host::Tag body,

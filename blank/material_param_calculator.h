@@ -15,6 +15,7 @@
 #include "blank/hole_analysis.h"
 #include "blank/material_param.h"
 #include "blank/orientation.h"
+#include "blank/prepared_bodies.h"
 #include "blank/weight_rules.h"
 #include "config/material_bom_config.h"
 #include "host/host.h"
@@ -42,8 +43,12 @@ class MaterialParamCalculator {
   // whose index is beyond the configured material or heat-treatment list
   // throws std::out_of_range "invalid vector<T> subscript".
   MaterialParam GetBodyMaterialParam(host::Tag body);
-  // One record per body, in order.
+  // One record per body, in order. The bodies' geometry is measured ahead on
+  // the threads SetThreads allows; the records are the same for any number.
   std::vector<MaterialParam> GetBodiesMaterialParam(const std::vector<host::Tag>& bodies);
+  // Threads that measure the bodies' geometry: 0 (the default) one per core,
+  // 1 the calling thread only.
+  void SetThreads(int threads) { threads_ = threads; }
   // The last record of `body` in `records`, or null.
   static MaterialParam* GetBodyMtlParam(host::Tag body, std::vector<MaterialParam>& records);
 
@@ -81,7 +86,12 @@ class MaterialParamCalculator {
   void WriteAttribute(host::Tag body, const char* title, const std::string& value);
   void ApplyColorRule(host::Tag body, MaterialParam& p);
   void ApplyStateRule(host::Tag body, MaterialParam& p);
-  void ApplyWeights(host::Tag body, MaterialParam& p);
+  // `measures`: the body's geometry measured ahead, or null.
+  MaterialParam Compute(host::Tag body, const BodyMeasures* measures);
+  void ApplyWeights(host::Tag body, MaterialParam& p, const BodyMeasures* measures);
+  // Whether the body will take the full path without a blank system of its
+  // own (so its orientation is chosen), as far as its attributes tell now.
+  bool NeedsOrientation(host::Tag body);
   std::string LayerName(int layer) const;
   std::string LayerCode(int layer) const;
 
@@ -96,6 +106,7 @@ class MaterialParamCalculator {
   WeightRules weights_;
   std::set<std::string> taken_;  // system names and identities given out
   bool names_read_ = false;
+  int threads_ = 0;
 };
 
 }  // namespace blank

@@ -2,6 +2,7 @@
 
 #include <cmath>
 
+#include "blank/body_geometry.h"
 #include "blank/body_info.h"
 #include "host/text.h"
 
@@ -30,19 +31,31 @@ host::Matrix3x3 Orientation::MatrixFromXZ(const host::Vector3d& x, const host::V
   return host_.csys().XformOrientation(x, z);
 }
 
+OrientationFacts Orientation::Measure(host::BodyGeometry& geometry) {
+  OrientationFacts facts;
+  const std::vector<host::BodyGeometry::Face> faces = geometry.Faces();
+  facts.holes = HoleAnalysis::GroupHoles(faces);
+  facts.min_box = MinVolumeBoxOf(geometry, faces, kStep).axes;
+  if (facts.holes.empty()) {
+    const host::Matrix3x3 world;
+    facts.abs_volume = BoxVolumeIn(geometry.AskBoundingBoxExact({}, world), {}, world);
+    facts.min_volume =
+        BoxVolumeIn(geometry.AskBoundingBoxExact({}, facts.min_box), {}, facts.min_box);
+  }
+  return facts;
+}
+
 host::Matrix3x3 Orientation::ChooseOrientation(host::Tag body) {
-  const host::Tag saved = host_.csys().AskWcs();
+  return ChooseOrientation(Measure(*TakeBodyGeometry(host_, body)));
+}
+
+host::Matrix3x3 Orientation::ChooseOrientation(const OrientationFacts& facts) {
   Log("读取组合孔");
-  std::vector<SimpleHoleInfo> holes = holes_.GetSimpleHoles(body);
-
   Log("获取体积最小的方位");
-  host::Matrix3x3 m;
-  BodyInfo(host_, body).GetBodyMinVolumeOrient(m, kStep);
-
+  const host::Matrix3x3& m = facts.min_box;
   host::Matrix3x3 result;  // identity
-  if (holes.empty()) {
-    const double abs_volume = geometry_.GetBodyVolumeOnCsys(body, geometry_.CrateTempCsys({}));
-    const double min_volume = geometry_.GetBodyVolumeOnCsys(body, geometry_.CrateTempCsys(m));
+  if (facts.holes.empty()) {
+    const double abs_volume = facts.abs_volume, min_volume = facts.min_volume;
     Log(text::Format("absVolume:%f", abs_volume));
     Log(text::Format("minVolume:%f", min_volume));
     if (!(min_volume > abs_volume) && !(std::fabs(abs_volume - min_volume) < kVolumeTolerance)) {
@@ -54,7 +67,7 @@ host::Matrix3x3 Orientation::ChooseOrientation(host::Tag body) {
   } else {
     Log("获取孔最多的方向");
     std::vector<SimpleHoleInfo> normal, other;
-    HoleAnalysis::GetMtxNormalHoles(m, holes, normal, other);
+    HoleAnalysis::GetMtxNormalHoles(m, facts.holes, normal, other);
     host::Vector3d z;
     if (normal.empty()) {
       z = HoleAnalysis::NearestDirection(SixAxes(m), kUp);
@@ -66,7 +79,6 @@ host::Matrix3x3 Orientation::ChooseOrientation(host::Tag body) {
         HoleAnalysis::NearestDirection(HoleAnalysis::GetMtxXYDirection(m, z), kRight);
     result = MatrixFromXZ(x, z, m);
   }
-  if (host_.objects().Exists(saved)) host_.csys().SetWcs(saved);
   return result;
 }
 

@@ -13,6 +13,17 @@
 
 namespace blank {
 
+// What a body's orientation is chosen from, measured on its geometry alone
+// (so on whichever thread may use that geometry).
+struct OrientationFacts {
+  std::vector<SimpleHoleInfo> holes;
+  // The orientation of the body's smallest box.
+  host::Matrix3x3 min_box;
+  // Without holes: the unrounded volumes of the exact box in world axes and
+  // in `min_box`.
+  double abs_volume = 0.0, min_volume = 0.0;
+};
+
 class Orientation {
  public:
   static constexpr int kCsysLayer = 256;
@@ -27,6 +38,10 @@ class Orientation {
   // The orientation of the body's blank (rows X, Y, Z). The work coordinate
   // system is as before when it returns.
   host::Matrix3x3 ChooseOrientation(host::Tag body);
+  // The same from facts measured before.
+  host::Matrix3x3 ChooseOrientation(const OrientationFacts& facts);
+  // The facts of a body's geometry.
+  static OrientationFacts Measure(host::BodyGeometry& geometry);
 
   // Records the orientation on the body ("材料方位"), measures the body in it
   // and leaves a permanent system named `identity` at the blank (X and Y at

@@ -12,7 +12,11 @@ double WeightRules::BlankWeight(double length, double width, double thickness) c
 }
 
 double WeightRules::NetWeight(host::Tag body) {
-  return host_.bodies().Volume(body) * settings_.blank_density / 1000000.0;
+  return NetWeightOfVolume(host_.bodies().Volume(body));
+}
+
+double WeightRules::NetWeightOfVolume(double volume) const {
+  return volume * settings_.blank_density / 1000000.0;
 }
 
 const std::string& WeightRules::LightMethod() const {

@@ -30,6 +30,8 @@ class WeightRules {
   double BlankWeight(double length, double width, double thickness) const;
   // The body's volume (mm3) x the process density / 1000000, in kg.
   double NetWeight(host::Tag body);
+  // The same for a volume (mm3) measured before.
+  double NetWeightOfVolume(double volume) const;
   // The ordering method for a blank of `weight` kg (equal to the limit counts
   // as not heavier).
   const std::string& OrderingMethod(double weight) const;

@@ -3,6 +3,7 @@
 
 #include <array>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -70,6 +71,32 @@ struct MassProperties {
   std::array<Vector3d, 3> principal_axes;
 };
 
+// One body's geometry taken away from the host to be measured on another
+// thread. The host itself is single-threaded: every call of Bodies stays on
+// its thread. A BodyGeometry, once made there, answers on whichever one
+// thread uses it, while the host goes on; its answers are the host's answers
+// for the body as it was when it was taken, to the last bit.
+class BodyGeometry {
+ public:
+  virtual ~BodyGeometry() = default;
+
+  struct Face {
+    FaceData data;
+    // Every edge of the face (FaceEdges) is a closed curve (AskCurveClosed 1).
+    bool closed_edges = false;
+  };
+  // BodyFaces with AskFaceData, in the same order.
+  virtual std::vector<Face> Faces() = 0;
+  // BodyEdges with AskEdgeData, in the same order.
+  virtual std::vector<EdgeData> Edges() = 0;
+  // AskFacets.
+  virtual Facets AskFacets(double chord_tolerance, double angle_tolerance) = 0;
+  // AskBoundingBoxExact in a coordinate system with this origin and matrix.
+  virtual ExactBox AskBoundingBoxExact(const Point3d& origin, const Matrix3x3& matrix) = 0;
+  // Volume.
+  virtual double Volume() = 0;
+};
+
 // UF_MODL_check_interference results.
 enum class Interference { kInterferes = 1, kNone = 2, kTouches = 3 };
 
@@ -120,6 +147,12 @@ class Bodies {
   virtual std::uint64_t GeometryIdentity(Tag body) {
     (void)body;
     return 0;
+  }
+  // The body's geometry for measuring on another thread; null when this host
+  // cannot hand it out (the caller then measures through the host).
+  virtual std::unique_ptr<BodyGeometry> TakeGeometry(Tag body) {
+    (void)body;
+    return nullptr;
   }
   // UF_MODL_edit_face_join: merges faces that lie on one surface.
   virtual int JoinFaces(Tag body) = 0;

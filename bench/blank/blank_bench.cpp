@@ -70,6 +70,13 @@ double Now() {
   return static_cast<double>(t.tv_sec) + 1e-9 * static_cast<double>(t.tv_nsec);
 }
 
+// Seconds of processor time of the whole process (every thread).
+double ProcessCpu() {
+  timespec t{};
+  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &t);
+  return static_cast<double>(t.tv_sec) + 1e-9 * static_cast<double>(t.tv_nsec);
+}
+
 double Median(std::vector<double> v) {
   if (v.empty()) return 0.0;
   std::sort(v.begin(), v.end());
@@ -444,21 +451,29 @@ void Strip(MemoryHost& h, const std::vector<Tag>& bodies) {
   for (Tag c : h.csys().PartCsys(h.session().WorkPart())) h.objects().Delete(c);
 }
 
+// Argument: the threads the geometry is measured on (1: the calling thread
+// only). bodies_per_s is by wall time; process_cpu_s is the processor time of
+// every thread of the process per iteration.
 void FullPath(benchmark::State& state) {
   MemoryHost h;
   const config::MaterialBomSettings settings = DieSettings(h);
   const std::vector<Tag> bodies = BuildDieModel(h, 1000);
   blank::MaterialParamCalculator calc(h, blank::BomOptions{}, settings);
+  calc.SetThreads(static_cast<int>(state.range(0)));
+  double cpu = 0.0;
   for (auto _ : state) {
     state.PauseTiming();
     Strip(h, bodies);
+    const double cpu0 = ProcessCpu();
     state.ResumeTiming();
     benchmark::DoNotOptimize(calc.GetBodiesMaterialParam(bodies));
+    cpu += ProcessCpu() - cpu0;
   }
   state.counters["bodies_per_s"] = benchmark::Counter(
       static_cast<double>(bodies.size()) * state.iterations(), benchmark::Counter::kIsRate);
+  state.counters["process_cpu_s"] = cpu / static_cast<double>(state.iterations());
 }
-BENCHMARK(FullPath)->Iterations(2)->Unit(benchmark::kSecond);
+BENCHMARK(FullPath)->Arg(1)->Arg(2)->Iterations(3)->Unit(benchmark::kSecond)->UseRealTime();
 
 // Argument 1: with the machining-process table (net weight and process for
 // every body, which measures each body's volume); 0: without it.

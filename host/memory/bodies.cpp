@@ -3,6 +3,7 @@
 #include <BRepAdaptor_Surface.hxx>
 #include <BRepAlgoAPI_Common.hxx>
 #include <BRepBndLib.hxx>
+#include <BRepBuilderAPI_Copy.hxx>
 #include <BRepClass3d_SolidClassifier.hxx>
 #include <BRepClass_FaceClassifier.hxx>
 #include <BRepExtrema_DistShapeShape.hxx>
@@ -71,84 +72,8 @@ double ShapeVolume(const TopoDS_Shape& s) {
   return std::abs(props.Mass());
 }
 
-}  // namespace
-
-host::Tag BodiesImpl::SubTag(host::Tag body, ObjectKind kind, int index) {
-  auto tags_of = [&]() -> std::vector<host::Tag>& {
-    Object& b = m_.Get(body, ObjectKind::Body);
-    return kind == ObjectKind::Face ? b.face_tags : b.edge_tags;
-  };
-  if (tags_of().size() <= static_cast<std::size_t>(index)) tags_of().resize(index + 1);
-  if (tags_of()[index] != host::kNullTag) return tags_of()[index];
-  const int layer = m_.Get(body).layer;
-  const host::Tag t = m_.NewObject(kind);  // may move objects: fetch the body again below
-  Object& o = m_.Get(t);
-  o.owner = body;
-  o.index = index;
-  o.layer = layer;
-  tags_of()[index] = t;
-  return t;
-}
-
-std::vector<host::Tag> BodiesImpl::PartBodies(host::Tag part) {
-  m_.Get(part, ObjectKind::Part);
-  std::vector<host::Tag> out;
-  for (const auto& [tag, o] : m_.objects)
-    if (o.kind == ObjectKind::Body) out.push_back(tag);
-  return out;
-}
-
-bool BodiesImpl::IsSolidBody(host::Tag body) {
-  return IsSolidShape(m_.Get(body, ObjectKind::Body).shape);
-}
-
-std::vector<host::Tag> BodiesImpl::BodyFaces(host::Tag body) {
-  TopTools_IndexedMapOfShape map;
-  TopExp::MapShapes(m_.Get(body, ObjectKind::Body).shape, TopAbs_FACE, map);
-  std::vector<host::Tag> out;
-  for (int i = 1; i <= map.Extent(); ++i) out.push_back(SubTag(body, ObjectKind::Face, i));
-  return out;
-}
-
-std::vector<host::Tag> BodiesImpl::BodyEdges(host::Tag body) {
-  const TopoDS_Shape shape = m_.Get(body, ObjectKind::Body).shape;
-  TopTools_IndexedMapOfShape map;
-  TopExp::MapShapes(shape, TopAbs_EDGE, map);
-  // Seam edges of periodic faces are not edges of the body for the host.
-  TopTools_IndexedMapOfShape seams;
-  for (TopExp_Explorer f(shape, TopAbs_FACE); f.More(); f.Next())
-    for (TopExp_Explorer e(f.Current(), TopAbs_EDGE); e.More(); e.Next())
-      if (BRep_Tool::IsClosed(TopoDS::Edge(e.Current()), TopoDS::Face(f.Current())))
-        seams.Add(e.Current());
-  std::vector<host::Tag> out;
-  for (int i = 1; i <= map.Extent(); ++i)
-    if (!seams.Contains(map(i)) && !BRep_Tool::Degenerated(TopoDS::Edge(map(i))))
-      out.push_back(SubTag(body, ObjectKind::Edge, i));
-  return out;
-}
-
-std::vector<host::Tag> BodiesImpl::FaceEdges(host::Tag face) {
-  const Object& f = m_.Get(face, ObjectKind::Face);
-  const host::Tag body = f.owner;
-  const TopoDS_Face fs = TopoDS::Face(m_.SubShape(f));
-  TopTools_IndexedMapOfShape map;
-  TopExp::MapShapes(m_.Get(body).shape, TopAbs_EDGE, map);
-  std::vector<host::Tag> out;
-  TopTools_IndexedMapOfShape seen;
-  for (TopExp_Explorer e(fs, TopAbs_EDGE); e.More(); e.Next()) {
-    const TopoDS_Edge edge = TopoDS::Edge(e.Current());
-    if (BRep_Tool::IsClosed(edge, fs) || BRep_Tool::Degenerated(edge) || seen.Contains(edge))
-      continue;
-    seen.Add(edge);
-    out.push_back(SubTag(body, ObjectKind::Edge, map.FindIndex(edge)));
-  }
-  return out;
-}
-
-host::Tag BodiesImpl::FaceBody(host::Tag face) { return m_.Get(face, ObjectKind::Face).owner; }
-
-host::FaceData BodiesImpl::AskFaceData(host::Tag face) {
-  const TopoDS_Face fs = TopoDS::Face(m_.SubShape(m_.Get(face, ObjectKind::Face)));
+// UF_MODL_ask_face_data of one face.
+host::FaceData FaceDataOf(const TopoDS_Face& fs) {
   BRepAdaptor_Surface s(fs, true);
   host::FaceData d;
   // The host's face box is close to the smallest, not the smallest.
@@ -240,15 +165,14 @@ host::FaceData BodiesImpl::AskFaceData(host::Tag face) {
   return d;
 }
 
-int BodiesImpl::AskCurveClosed(host::Tag edge) {
-  const TopoDS_Edge e = TopoDS::Edge(m_.SubShape(m_.Get(edge, ObjectKind::Edge)));
+// UF_MODL_ask_curve_closed.
+int CurveClosed(const TopoDS_Edge& e) {
   if (BRep_Tool::IsClosed(e)) return 1;
   BRepAdaptor_Curve c(e);
   return c.Value(c.FirstParameter()).Distance(c.Value(c.LastParameter())) <= 1e-7 ? 1 : 0;
 }
 
-host::EdgeData BodiesImpl::AskEdgeData(host::Tag edge) {
-  const TopoDS_Edge e = TopoDS::Edge(m_.SubShape(m_.Get(edge, ObjectKind::Edge)));
+host::EdgeData EdgeDataOf(const TopoDS_Edge& e) {
   BRepAdaptor_Curve c(e);
   host::EdgeData d;
   d.start = ToPoint(c.Value(c.FirstParameter()));
@@ -265,9 +189,37 @@ host::EdgeData BodiesImpl::AskEdgeData(host::Tag edge) {
   return d;
 }
 
-host::ExactBox BodiesImpl::AskBoundingBoxExact(host::Tag body, host::Tag csys) {
-  const TopoDS_Shape shape = m_.Get(body, ObjectKind::Body).shape;
-  const auto [origin, matrix] = m_.CsysFrame(csys);
+// The indices (in `map`, the shape's edge map) of the body's edges as the
+// host lists them: seam edges of periodic faces and degenerated edges are no
+// edges of the body for the host.
+std::vector<int> ListedEdges(const TopoDS_Shape& shape, const TopTools_IndexedMapOfShape& map) {
+  TopTools_IndexedMapOfShape seams;
+  for (TopExp_Explorer f(shape, TopAbs_FACE); f.More(); f.Next())
+    for (TopExp_Explorer e(f.Current(), TopAbs_EDGE); e.More(); e.Next())
+      if (BRep_Tool::IsClosed(TopoDS::Edge(e.Current()), TopoDS::Face(f.Current())))
+        seams.Add(e.Current());
+  std::vector<int> out;
+  for (int i = 1; i <= map.Extent(); ++i)
+    if (!seams.Contains(map(i)) && !BRep_Tool::Degenerated(TopoDS::Edge(map(i)))) out.push_back(i);
+  return out;
+}
+
+// The boundary edges of a face, each once, without seams and degenerated edges.
+std::vector<TopoDS_Edge> OwnEdges(const TopoDS_Face& fs) {
+  std::vector<TopoDS_Edge> out;
+  TopTools_IndexedMapOfShape seen;
+  for (TopExp_Explorer e(fs, TopAbs_EDGE); e.More(); e.Next()) {
+    const TopoDS_Edge edge = TopoDS::Edge(e.Current());
+    if (BRep_Tool::IsClosed(edge, fs) || BRep_Tool::Degenerated(edge) || seen.Contains(edge))
+      continue;
+    seen.Add(edge);
+    out.push_back(edge);
+  }
+  return out;
+}
+
+host::ExactBox ExactBoxOf(const TopoDS_Shape& shape, const host::Point3d& origin,
+                          const host::Matrix3x3& matrix) {
   host::Matrix3x3 axes = matrix;
   host::Mtx3OrthoNormalize(axes);
   const gp_Trsf to_local = AbsoluteToLocal(origin, matrix);
@@ -281,6 +233,156 @@ host::ExactBox BodiesImpl::AskBoundingBoxExact(host::Tag body, host::Tag csys) {
   r.directions = {axes.XAxis(), axes.YAxis(), axes.ZAxis()};
   r.distances = {x1 - x0, y1 - y0, z1 - z0};
   return r;
+}
+
+// Facets of a shape. The mesh is made on a private copy: it would otherwise
+// stay on the body (and meshing writes into shapes, which other threads may
+// be reading), and every call starts from the same bare geometry.
+host::Facets FacetsOf(const TopoDS_Shape& original, double chord, double angle) {
+  if (chord <= 0 || angle <= 0) throw host::HostError("facet tolerances must be positive");
+  const TopoDS_Shape shape = BRepBuilderAPI_Copy(original, true, false).Shape();
+  BRepMesh_IncrementalMesh mesher(shape, chord, false, angle, false);
+  host::Facets out;
+  for (TopExp_Explorer ex(shape, TopAbs_FACE); ex.More(); ex.Next()) {
+    const TopoDS_Face face = TopoDS::Face(ex.Current());
+    TopLoc_Location loc;
+    const Handle(Poly_Triangulation) tri = BRep_Tool::Triangulation(face, loc);
+    if (tri.IsNull()) continue;
+    const int base = static_cast<int>(out.vertices.size());
+    const gp_Trsf t = loc.Transformation();
+    for (int i = 1; i <= tri->NbNodes(); ++i)
+      out.vertices.push_back(ToPoint(tri->Node(i).Transformed(t)));
+    const bool reversed = face.Orientation() == TopAbs_REVERSED;
+    for (int i = 1; i <= tri->NbTriangles(); ++i) {
+      int a, b, c;
+      tri->Triangle(i).Get(a, b, c);
+      if (reversed) std::swap(b, c);
+      out.triangles.push_back({base + a - 1, base + b - 1, base + c - 1});
+    }
+  }
+  return out;
+}
+
+// A body's shape with the face and edge maps the host numbers it by. The
+// shape is shared with the host's body; everything done here only reads it
+// (meshing works on a copy), as does everything the host does meanwhile.
+class TakenGeometry : public host::BodyGeometry {
+ public:
+  TakenGeometry(TopoDS_Shape shape, std::shared_ptr<const TopTools_IndexedMapOfShape> faces,
+                std::shared_ptr<const TopTools_IndexedMapOfShape> edges)
+      : shape_(std::move(shape)), faces_(std::move(faces)), edges_(std::move(edges)) {}
+
+  std::vector<Face> Faces() override {
+    std::vector<Face> out;
+    for (int i = 1; i <= faces_->Extent(); ++i) {
+      const TopoDS_Face face = TopoDS::Face((*faces_)(i));
+      Face f;
+      f.data = FaceDataOf(face);
+      f.closed_edges = true;
+      for (const TopoDS_Edge& e : OwnEdges(face))
+        if (CurveClosed(e) != 1) {
+          f.closed_edges = false;
+          break;
+        }
+      out.push_back(f);
+    }
+    return out;
+  }
+  std::vector<host::EdgeData> Edges() override {
+    std::vector<host::EdgeData> out;
+    for (int i : ListedEdges(shape_, *edges_))
+      out.push_back(EdgeDataOf(TopoDS::Edge((*edges_)(i))));
+    return out;
+  }
+  host::Facets AskFacets(double chord, double angle) override {
+    return FacetsOf(shape_, chord, angle);
+  }
+  host::ExactBox AskBoundingBoxExact(const host::Point3d& origin,
+                                     const host::Matrix3x3& matrix) override {
+    return ExactBoxOf(shape_, origin, matrix);
+  }
+  double Volume() override { return ShapeVolume(shape_); }
+
+ private:
+  TopoDS_Shape shape_;
+  std::shared_ptr<const TopTools_IndexedMapOfShape> faces_, edges_;
+};
+
+}  // namespace
+
+host::Tag BodiesImpl::SubTag(host::Tag body, ObjectKind kind, int index) {
+  auto tags_of = [&]() -> std::vector<host::Tag>& {
+    Object& b = m_.Get(body, ObjectKind::Body);
+    return kind == ObjectKind::Face ? b.face_tags : b.edge_tags;
+  };
+  if (tags_of().size() <= static_cast<std::size_t>(index)) tags_of().resize(index + 1);
+  if (tags_of()[index] != host::kNullTag) return tags_of()[index];
+  const int layer = m_.Get(body).layer;
+  const host::Tag t = m_.NewObject(kind);  // may move objects: fetch the body again below
+  Object& o = m_.Get(t);
+  o.owner = body;
+  o.index = index;
+  o.layer = layer;
+  tags_of()[index] = t;
+  return t;
+}
+
+std::vector<host::Tag> BodiesImpl::PartBodies(host::Tag part) {
+  m_.Get(part, ObjectKind::Part);
+  std::vector<host::Tag> out;
+  for (const auto& [tag, o] : m_.objects)
+    if (o.kind == ObjectKind::Body) out.push_back(tag);
+  return out;
+}
+
+bool BodiesImpl::IsSolidBody(host::Tag body) {
+  return IsSolidShape(m_.Get(body, ObjectKind::Body).shape);
+}
+
+std::vector<host::Tag> BodiesImpl::BodyFaces(host::Tag body) {
+  const int n = m_.SubMap(m_.Get(body, ObjectKind::Body), TopAbs_FACE).Extent();
+  std::vector<host::Tag> out;
+  for (int i = 1; i <= n; ++i) out.push_back(SubTag(body, ObjectKind::Face, i));
+  return out;
+}
+
+std::vector<host::Tag> BodiesImpl::BodyEdges(host::Tag body) {
+  Object& o = m_.Get(body, ObjectKind::Body);
+  const std::vector<int> listed = ListedEdges(o.shape, m_.SubMap(o, TopAbs_EDGE));
+  std::vector<host::Tag> out;
+  for (int i : listed) out.push_back(SubTag(body, ObjectKind::Edge, i));
+  return out;
+}
+
+std::vector<host::Tag> BodiesImpl::FaceEdges(host::Tag face) {
+  const Object& f = m_.Get(face, ObjectKind::Face);
+  const host::Tag body = f.owner;
+  const TopoDS_Face fs = TopoDS::Face(m_.SubShape(f));
+  const TopTools_IndexedMapOfShape& map = m_.SubMap(m_.Get(body), TopAbs_EDGE);
+  std::vector<host::Tag> out;
+  for (const TopoDS_Edge& edge : OwnEdges(fs))
+    out.push_back(SubTag(body, ObjectKind::Edge, map.FindIndex(edge)));
+  return out;
+}
+
+host::Tag BodiesImpl::FaceBody(host::Tag face) { return m_.Get(face, ObjectKind::Face).owner; }
+
+host::FaceData BodiesImpl::AskFaceData(host::Tag face) {
+  return FaceDataOf(TopoDS::Face(m_.SubShape(m_.Get(face, ObjectKind::Face))));
+}
+
+int BodiesImpl::AskCurveClosed(host::Tag edge) {
+  return CurveClosed(TopoDS::Edge(m_.SubShape(m_.Get(edge, ObjectKind::Edge))));
+}
+
+host::EdgeData BodiesImpl::AskEdgeData(host::Tag edge) {
+  return EdgeDataOf(TopoDS::Edge(m_.SubShape(m_.Get(edge, ObjectKind::Edge))));
+}
+
+host::ExactBox BodiesImpl::AskBoundingBoxExact(host::Tag body, host::Tag csys) {
+  const TopoDS_Shape shape = m_.Get(body, ObjectKind::Body).shape;
+  const auto [origin, matrix] = m_.CsysFrame(csys);
+  return ExactBoxOf(shape, origin, matrix);
 }
 
 // The weight asks for the volume and the identical-body search for the
@@ -318,28 +420,14 @@ host::MassProperties BodiesImpl::AskMassProperties(host::Tag body) {
 }
 
 host::Facets BodiesImpl::AskFacets(host::Tag body, double chord, double angle) {
-  const TopoDS_Shape shape = m_.Get(body, ObjectKind::Body).shape;
-  if (chord <= 0 || angle <= 0) throw host::HostError("facet tolerances must be positive");
-  BRepMesh_IncrementalMesh mesher(shape, chord, false, angle, false);
-  host::Facets out;
-  for (TopExp_Explorer ex(shape, TopAbs_FACE); ex.More(); ex.Next()) {
-    const TopoDS_Face face = TopoDS::Face(ex.Current());
-    TopLoc_Location loc;
-    const Handle(Poly_Triangulation) tri = BRep_Tool::Triangulation(face, loc);
-    if (tri.IsNull()) continue;
-    const int base = static_cast<int>(out.vertices.size());
-    const gp_Trsf t = loc.Transformation();
-    for (int i = 1; i <= tri->NbNodes(); ++i)
-      out.vertices.push_back(ToPoint(tri->Node(i).Transformed(t)));
-    const bool reversed = face.Orientation() == TopAbs_REVERSED;
-    for (int i = 1; i <= tri->NbTriangles(); ++i) {
-      int a, b, c;
-      tri->Triangle(i).Get(a, b, c);
-      if (reversed) std::swap(b, c);
-      out.triangles.push_back({base + a - 1, base + b - 1, base + c - 1});
-    }
-  }
-  return out;
+  return FacetsOf(m_.Get(body, ObjectKind::Body).shape, chord, angle);
+}
+
+std::unique_ptr<host::BodyGeometry> BodiesImpl::TakeGeometry(host::Tag body) {
+  Object& o = m_.Get(body, ObjectKind::Body);
+  // The maps are made here, on the host's thread, and shared read-only.
+  m_.SubMap(o, TopAbs_FACE);
+  return std::make_unique<TakenGeometry>(o.shape, o.face_map, o.edge_map);
 }
 
 host::Interference BodiesImpl::CheckInterference(host::Tag a, host::Tag b) {

@@ -50,6 +50,7 @@ class BodiesImpl : public host::Bodies {
   host::Interference CheckInterference(host::Tag a, host::Tag b) override;
   bool ShareVolume(host::Tag a, host::Tag b) override;
   std::uint64_t GeometryIdentity(host::Tag body) override;
+  std::unique_ptr<host::BodyGeometry> TakeGeometry(host::Tag body) override;
   int JoinFaces(host::Tag body) override;
   int ExportNeutral(const std::vector<host::Tag>& bodies, const std::string& path) override;
   std::vector<host::Tag> ImportNeutral(const std::string& path) override;

@@ -57,10 +57,23 @@ void Model::DropSubTags(Object& body) {
   body.edge_tags.clear();
 }
 
+const TopTools_IndexedMapOfShape& Model::SubMap(Object& body, int kind) {
+  if (!body.map_shape.IsEqual(body.shape) || !body.face_map) {
+    auto faces = std::make_shared<TopTools_IndexedMapOfShape>();
+    auto edges = std::make_shared<TopTools_IndexedMapOfShape>();
+    TopExp::MapShapes(body.shape, TopAbs_FACE, *faces);
+    TopExp::MapShapes(body.shape, TopAbs_EDGE, *edges);
+    body.face_map = std::move(faces);
+    body.edge_map = std::move(edges);
+    body.map_shape = body.shape;
+  }
+  return kind == TopAbs_FACE ? *body.face_map : *body.edge_map;
+}
+
 TopoDS_Shape Model::SubShape(const Object& sub) {
-  const Object& body = Get(sub.owner, ObjectKind::Body);
-  TopTools_IndexedMapOfShape map;
-  TopExp::MapShapes(body.shape, sub.kind == ObjectKind::Face ? TopAbs_FACE : TopAbs_EDGE, map);
+  Object& body = Get(sub.owner, ObjectKind::Body);
+  const TopTools_IndexedMapOfShape& map =
+      SubMap(body, sub.kind == ObjectKind::Face ? TopAbs_FACE : TopAbs_EDGE);
   if (sub.index < 1 || sub.index > map.Extent())
     throw host::HostError(text::Format("object %u no longer exists", sub.tag));
   return map(sub.index);

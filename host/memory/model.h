@@ -2,6 +2,7 @@
 // is where the geometry kernel's types appear.
 #pragma once
 
+#include <TopTools_IndexedMapOfShape.hxx>
 #include <TopoDS_Shape.hxx>
 
 #include <array>
@@ -43,6 +44,10 @@ struct Object {
   // in the shape's face and edge maps, 1-based; 0 where none was handed out).
   TopoDS_Shape shape;
   std::vector<host::Tag> face_tags, edge_tags;
+  // Body: the face and edge maps of its shape (the numbering above), made at
+  // the first question and kept while the shape stays the same.
+  std::shared_ptr<const TopTools_IndexedMapOfShape> face_map, edge_map;
+  TopoDS_Shape map_shape;
   // Face, edge: the owning body and the index in its map.
   host::Tag owner = host::kNullTag;
   int index = 0;
@@ -85,6 +90,8 @@ struct Model {
   void DropSubTags(Object& body);
   // The face or edge shape of a face/edge object.
   TopoDS_Shape SubShape(const Object& sub);
+  // The face (TopAbs_FACE) or edge (TopAbs_EDGE) map of a body's shape.
+  const TopTools_IndexedMapOfShape& SubMap(Object& body, int kind);
   // Origin and matrix of a coordinate system; kNullTag is the absolute system.
   std::pair<host::Point3d, host::Matrix3x3> CsysFrame(host::Tag csys);
 };

@@ -66,6 +66,7 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
+#include <memory>
 #include <optional>
 #include <set>
 #include <sstream>
@@ -124,6 +125,13 @@ TCollection_ExtendedString GbkToExt(const std::string& gbk) {
 
 // --- Kernel session --------------------------------------------------------------
 
+// True in a reading child (see InChild) once what is left of its work only
+// ends with its answer: the child ends with _exit as soon as it has
+// answered, so the documents it closes from then on are left to the end of
+// the process rather than taken apart piece by piece. (Before that point they
+// are taken apart as usual: their memory makes room for what follows.)
+bool g_leave_to_exit = false;
+
 Handle(TDocStd_Application) App();
 
 // Keeps the kernel's messages (transfer statistics, warnings, reading
@@ -166,6 +174,10 @@ class Document {
   Document() = default;
   ~Document() {
     if (doc_.IsNull()) return;
+    if (g_leave_to_exit) {
+      new Handle(TDocStd_Document)(doc_);  // kept to the end of the process
+      return;
+    }
     try {
       App()->Close(doc_);
     } catch (const Standard_Failure&) {
@@ -1228,7 +1240,7 @@ StepReport OpenPart(MemoryHost& host, const std::string& path) {
       // The child reads the model and hands it back as the bytes of a part
       // file, with the report.
       const std::string answer = InChild(path, "STEP reader", [&] {
-        MemoryHost scratch;
+        MemoryHost& scratch = *new MemoryHost;  // kept to the child's end
         const StepReport r = OpenStep(scratch, path);
         std::string out;
         for (int v : {r.bodies, r.skipped_shapes, r.sheets, r.curves, r.points})
@@ -1239,6 +1251,7 @@ StepReport OpenPart(MemoryHost& host, const std::string& path) {
           PutInt(out, m.name.size());
           out += m.name;
         }
+        g_leave_to_exit = true;
         return out + PartFileBytes(scratch.model(), path);
       });
       StepReport report;
@@ -1267,7 +1280,8 @@ StepReport OpenPart(MemoryHost& host, const std::string& path) {
     case PartFileKind::kPartFile:
       // The child reads the file through; only then is it read here.
       InChild(path, "part file reader", [&] {
-        ReadPartBytes(CheckedPartFile(path), path, true);
+        g_leave_to_exit = true;
+        new Model(ReadPartBytes(CheckedPartFile(path), path, true));  // kept to the child's end
         return std::string();
       });
       OpenPartFile(host, path);

@@ -176,3 +176,77 @@ TEST(MemoryGeometry, SpheresAndConvexShapes) {
 }
 
 }  // namespace
+
+namespace {
+
+std::string Text(const host::FaceData& d) {
+  char s[512];
+  std::snprintf(s, sizeof s, "%d %a %a %a %a %a %a %a %a %a %a %a %a %a %a %d", d.type, d.point.X,
+                d.point.Y, d.point.Z, d.direction.X, d.direction.Y, d.direction.Z, d.box[0],
+                d.box[1], d.box[2], d.box[3], d.box[4], d.box[5], d.radius, d.radius_data,
+                d.norm_dir);
+  return s;
+}
+
+std::string Text(const host::EdgeData& e) {
+  char s[512];
+  std::snprintf(s, sizeof s, "%d %a %a %a %a %a %a %a %a %a %a", static_cast<int>(e.kind),
+                e.start.X, e.start.Y, e.start.Z, e.end.X, e.end.Y, e.end.Z, e.direction.X,
+                e.direction.Y, e.direction.Z, e.radius);
+  return s;
+}
+
+std::string Text(const host::ExactBox& b) {
+  char s[512];
+  std::snprintf(s, sizeof s, "%a %a %a | %a %a %a", b.corner.X, b.corner.Y, b.corner.Z,
+                b.distances[0], b.distances[1], b.distances[2]);
+  return s;
+}
+
+}  // namespace
+
+// The geometry handed out for another thread answers as the host does, to
+// the last bit, also after the body is gone; its facets leave the body bare.
+TEST(MemoryGeometry, TakenGeometryAnswersAsTheHostDoes) {
+  MemoryHost h;
+  const Shape plate = Shape::Box(120, 80, 20)
+                          .Drilled({30, 40, 20}, {0, 0, -1}, 10, 20)
+                          .Cut(Shape::Cylinder(10, 10, {120, 40, 5}, {0, 0, 1}))
+                          .Rotated({}, {1, 2, 3}, 0.4);
+  const Tag body = h.AddBody(plate);
+  std::unique_ptr<host::BodyGeometry> g = h.bodies().TakeGeometry(body);
+  ASSERT_NE(g, nullptr);
+  const std::vector<host::BodyGeometry::Face> faces = g->Faces();
+  const std::vector<Tag> face_tags = h.bodies().BodyFaces(body);
+  ASSERT_EQ(faces.size(), face_tags.size());
+  int holes = 0, half_cylinders = 0;
+  for (std::size_t i = 0; i < faces.size(); ++i) {
+    EXPECT_EQ(Text(faces[i].data), Text(h.bodies().AskFaceData(face_tags[i]))) << i;
+    bool closed = true;
+    for (Tag e : h.bodies().FaceEdges(face_tags[i]))
+      closed = closed && h.bodies().AskCurveClosed(e);
+    EXPECT_EQ(faces[i].closed_edges, closed) << i;
+    if (faces[i].data.type == host::kCylindricalFace) ++(closed ? holes : half_cylinders);
+  }
+  EXPECT_EQ(holes, 1);           // the drilled hole, bounded by two circles
+  EXPECT_EQ(half_cylinders, 1);  // the notch in the side, bounded by arcs and lines
+  const std::vector<host::EdgeData> edges = g->Edges();
+  const std::vector<Tag> edge_tags = h.bodies().BodyEdges(body);
+  ASSERT_EQ(edges.size(), edge_tags.size());
+  for (std::size_t i = 0; i < edges.size(); ++i)
+    EXPECT_EQ(Text(edges[i]), Text(h.bodies().AskEdgeData(edge_tags[i]))) << i;
+  const host::Matrix3x3 m = host::Matrix3x3::FromRows({0.6, 0.8, 0}, {-0.8, 0.6, 0}, {0, 0, 1});
+  EXPECT_EQ(Text(g->AskBoundingBoxExact({1, 2, 3}, m)),
+            Text(h.bodies().AskBoundingBoxExact(body, CsysOn(h, m, {1, 2, 3}))));
+  EXPECT_EQ(g->Volume(), h.bodies().Volume(body));
+  const host::Facets mine = g->AskFacets(0.05, 0.25),
+                     host_facets = h.bodies().AskFacets(body, 0.05, 0.25);
+  EXPECT_EQ(mine.vertices.size(), host_facets.vertices.size());
+  EXPECT_EQ(mine.triangles.size(), host_facets.triangles.size());
+  // The body deleted: what was taken still answers.
+  const double volume = g->Volume();
+  h.objects().Delete(body);
+  EXPECT_EQ(g->Volume(), volume);
+  EXPECT_EQ(g->Faces().size(), faces.size());
+  EXPECT_THROW(h.bodies().TakeGeometry(body), host::HostError);
+}
