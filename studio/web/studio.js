@@ -27,7 +27,6 @@
     meshVersion: null,
     dismissedError: null,
     dismissedListing: null,
-    collapsed: {}, // groups the person folded: "file/block" -> bool
     positions: {}, // dialog positions the person dragged to, by file
     queue: Promise.resolve(),
     forbidden: false,
@@ -439,18 +438,15 @@
       const head = el("div", { className: "group-head" });
       const body = el("div", { className: "group-body" });
       for (const c of b.children || []) body.appendChild(createBlock(c, view));
-      const key = view.file + "/" + b.id;
       const root = el("div", { className: "blk-group" }, [head, body]);
       head.addEventListener("click", () => {
-        S.collapsed[key] = !root.classList.contains("collapsed");
-        root.classList.toggle("collapsed", S.collapsed[key]);
+        act({ action: "set", block: b.id, value: root.classList.contains("collapsed") });
       });
       return {
         el: root,
         update(nb) {
           head.textContent = nb.label || nb.id;
-          const folded = key in S.collapsed ? S.collapsed[key] : nb.expanded === false;
-          root.classList.toggle("collapsed", folded);
+          root.classList.toggle("collapsed", nb.expanded === false);
         },
       };
     },

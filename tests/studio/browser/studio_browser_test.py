@@ -1,0 +1,571 @@
+#!/usr/bin/python3
+"""The studio in a real browser (Debian's chromium, headless, driven by
+chromium-driver): a designer's whole task on the sample die, then the ways a
+person can get it wrong.
+
+The studio runs as a person starts it (`diebom studio PART --no-browser
+--port 0`); the page is read as a person reads it (the cells' texts, the
+boxes' lines); the workbooks are fetched through the page's own download
+links and read back by xlrd. Every wait is on the version of the snapshot the
+page drew, or on what the page shows; nothing sleeps.
+"""
+import argparse
+import csv
+import io
+import os
+import queue
+import re
+import shutil
+import signal
+import subprocess
+import sys
+import tempfile
+import threading
+import unittest
+import urllib.error
+import urllib.request
+
+import xlrd
+from selenium import webdriver
+from selenium.common.exceptions import StaleElementReferenceException
+from selenium.webdriver.chrome.service import Service
+from selenium.webdriver.common.action_chains import ActionChains
+from selenium.webdriver.common.by import By
+from selenium.webdriver.common.keys import Keys
+from selenium.webdriver.support.ui import Select, WebDriverWait
+
+ARGS = None
+MATERIAL = "ExportMaterialBom.dlx"
+OPTIONS = "SetBomOption.dlx"
+OFFSET = "SetBoOffset.dlx"
+PARTS = "ExportPartBom.dlx"
+TREE = "tree_control0"
+
+# The header a designer types, by block of the material BOM dialog.
+HEADER = {
+    "string03": "SO-2026-118", "string02": "ERP-40017", "string031": "SPCC", "string01": "PD24-001",
+    "string032": "80T", "string033": "BR-2231", "string0": "华锐汽车部件", "string034": "0.8",
+    "string035": "连续模", "string036": "张伟", "string04": "后座椅安装支架",
+}
+
+
+def chrome():
+    options = webdriver.ChromeOptions()
+    for a in ("--headless=new", "--no-sandbox", "--disable-dev-shm-usage", "--window-size=1600,1000",
+              "--use-angle=swiftshader", "--enable-unsafe-swiftshader", "--lang=zh-CN"):
+        options.add_argument(a)
+    options.binary_location = "/usr/bin/chromium"
+    return webdriver.Chrome(service=Service("/usr/bin/chromedriver"), options=options)
+
+
+class Studio:
+    """`diebom studio` running on a part, and the address it printed."""
+
+    def __init__(self, part, workdir):
+        self.proc = subprocess.Popen(
+            [ARGS.diebom, "studio", part, "--no-browser", "--port", "0", "--config", ARGS.config],
+            cwd=workdir, stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
+        lines = queue.Queue()
+        self.output = []
+
+        def read(stream):
+            for line in stream:
+                self.output.append(line)
+                lines.put(line)
+        for s in (self.proc.stdout, self.proc.stderr):
+            threading.Thread(target=read, args=(s,), daemon=True).start()
+        while True:
+            try:
+                line = lines.get(timeout=120)
+            except queue.Empty:
+                raise AssertionError("diebom studio printed no address: " + "".join(self.output))
+            m = re.search(r"(http://127\.0\.0\.1:(\d+)/\?t=([0-9A-Za-z_-]+))", line)
+            if m:
+                self.url, self.port, self.token = m.group(1), int(m.group(2)), m.group(3)
+                return
+
+    def stop(self):
+        """Ctrl-C, as in the terminal; the run ends by itself."""
+        if self.proc.poll() is None:
+            self.proc.send_signal(signal.SIGINT)
+            try:
+                return self.proc.wait(timeout=60)
+            except subprocess.TimeoutExpired:
+                self.proc.kill()
+                raise AssertionError("diebom studio did not end on Ctrl-C")
+        return self.proc.returncode
+
+    def get(self, path, headers=None):
+        """A plain request as another program would send it: (status, body)."""
+        req = urllib.request.Request("http://127.0.0.1:%d%s" % (self.port, path), headers=headers or {})
+        try:
+            with urllib.request.urlopen(req, timeout=30) as r:
+                return r.status, r.read()
+        except urllib.error.HTTPError as e:
+            return e.code, e.read()
+
+
+class Page:
+    """The studio's page in one browser tab, read and worked as a person does."""
+
+    def __init__(self, driver, test):
+        self.d = driver
+        self.t = test
+
+    # --- waiting ----------------------------------------------------------------
+    def version(self):
+        return int(self.d.execute_script("return Number(document.body.dataset.version || -1)"))
+
+    def wait(self, what, timeout=60, message=""):
+        def probe(_):
+            try:
+                return what()
+            except StaleElementReferenceException:
+                return False
+        return WebDriverWait(self.d, timeout, poll_frequency=0.05).until(probe, message)
+
+    def acted(self, do, until=lambda: True, timeout=120):
+        """Does something and waits until the page drew a newer snapshot in
+        which `until` holds."""
+        v = self.version()
+        do()
+        return self.wait(lambda: self.version() > v and until(), timeout,
+                         "no new snapshot after an action")
+
+    # --- finding ------------------------------------------------------------------
+    def all(self, css):
+        return self.d.find_elements(By.CSS_SELECTOR, css)
+
+    def one(self, css, timeout=60):
+        return self.wait(lambda: (self.all(css) or [None])[0], timeout, "nothing matches " + css)
+
+    def dialog(self, layout):
+        return '[data-dialog="%s"]' % layout
+
+    def block(self, layout, block):
+        return self.one('%s [data-block="%s"]' % (self.dialog(layout), block))
+
+    def dialogs(self):
+        return [e.get_attribute("data-dialog") for e in self.all("[data-dialog]")]
+
+    # --- boxes ----------------------------------------------------------------------
+    def box_text(self):
+        boxes = self.all("[data-message]")
+        return boxes[0].find_element(By.CSS_SELECTOR, ".lines").text if boxes else None
+
+    def answer(self, button, contains):
+        """Waits for a message box saying `contains`, presses a button of it."""
+        box = self.one("[data-message]")
+        text = box.find_element(By.CSS_SELECTOR, ".lines").text
+        self.t.assertIn(contains, text)
+        self.acted(lambda: box.find_element(By.CSS_SELECTOR, '[data-button="%d"]' % button).click())
+        return text
+
+    def answer_all(self, button=1):
+        """Answers every box that comes up; their texts in order."""
+        texts = []
+        while self.all("[data-message]"):
+            box = self.all("[data-message]")[0]
+            texts.append(box.find_element(By.CSS_SELECTOR, ".lines").text)
+            self.acted(lambda: box.find_element(By.CSS_SELECTOR, '[data-button="%d"]' % button).click())
+        return texts
+
+    # --- window -----------------------------------------------------------------------
+    def command(self, name):
+        self.one('[data-command="%s"]' % name).click()
+
+    def choose_file(self, mode, path):
+        """The open or save chooser: the path typed into its name field."""
+        self.command(mode)
+        name = self.one('[data-chooser="%s"] [data-chooser-name]' % mode)
+        name.clear()
+        name.send_keys(path)
+        self.acted(lambda: self.one('[data-chooser="%s"] [data-button="ok"]' % mode).click())
+
+    def part_name(self):
+        return self.one("#part-name").text
+
+    # --- dialogs ------------------------------------------------------------------------
+    def press(self, layout, block, until=lambda: True):
+        self.acted(lambda: self.block(layout, block).click(), until)
+
+    def dialog_button(self, layout, name, until=lambda: True):
+        self.acted(lambda: self.one('%s [data-dialog-button="%s"]' % (self.dialog(layout), name)).click(), until)
+
+    def toggle(self, layout, block):
+        box = self.block(layout, block).find_element(By.CSS_SELECTOR, "input")
+        return box.is_selected()
+
+    def set_toggle(self, layout, block, value):
+        if self.toggle(layout, block) != value:
+            self.acted(lambda: self.block(layout, block).find_element(By.CSS_SELECTOR, "input").click(),
+                       lambda: self.toggle(layout, block) == value)
+
+    def type_field(self, layout, block, text):
+        field = self.block(layout, block).find_element(By.CSS_SELECTOR, "input, textarea")
+        field.clear()
+        self.acted(lambda: field.send_keys(text + Keys.TAB))
+
+    def field(self, layout, block):
+        return self.block(layout, block).find_element(By.CSS_SELECTOR, "input, textarea, select").get_attribute("value")
+
+    # --- trees ------------------------------------------------------------------------------
+    def rows(self, layout, tree=TREE):
+        """Every drawn row: (path, {column: text}, selected, check box)."""
+        return self.d.execute_script("""
+          const t = document.querySelector('[data-dialog="' + arguments[0] + '"] [data-block="' + arguments[1] + '"]');
+          return [...t.querySelectorAll('.tr')].map(tr => {
+            const texts = {};
+            for (const td of tr.querySelectorAll('.td')) texts[td.dataset.col] = td.textContent;
+            const cb = tr.querySelector('.cb');
+            return [tr.dataset.row, texts, tr.classList.contains('sel'), cb ? (cb.checked ? 2 : 1) : 0];
+          });""", layout, tree)
+
+    def texts(self, layout, columns, tree=TREE):
+        """The rows as lines of the columns' texts, children indented."""
+        return ["  " * path.count(".") + " | ".join(cells[str(c)] for c in columns)
+                for path, cells, _, _ in self.rows(layout, tree)]
+
+    def row_path(self, layout, column, text, tree=TREE):
+        for path, cells, _, _ in self.rows(layout, tree):
+            if cells[str(column)] == text:
+                return path
+        raise AssertionError("no row shows %r in column %d" % (text, column))
+
+    def cell_el(self, layout, path, col, tree=TREE):
+        return self.one('%s [data-block="%s"] [data-row="%s"] [data-col="%d"]' % (self.dialog(layout), tree, path, col))
+
+    def cell(self, layout, path, col, tree=TREE):
+        return self.cell_el(layout, path, col, tree).text
+
+    def selected(self, layout, tree=TREE):
+        return [path for path, _, sel, _ in self.rows(layout, tree) if sel]
+
+    def expand_all(self, layout, tree=TREE):
+        while True:
+            closed = [t for t in self.all('%s [data-block="%s"] .tw' % (self.dialog(layout), tree)) if t.text == "▶"]
+            if not closed:
+                return
+            self.acted(closed[0].click)
+
+    def click_row(self, layout, path, col=0, tree=TREE):
+        """Selects the row alone (a click, unless it is already so)."""
+        if self.selected(layout, tree) == [path]:
+            return
+        self.acted(lambda: self.cell_el(layout, path, col, tree).click(),
+                   lambda: self.selected(layout, tree) == [path])
+
+    def open_editor(self, layout, path, col, tree=TREE):
+        """A second, slow click on the selected row's cell: the editor the
+        tree offers. The two clicks land apart, so they are no double-click."""
+        self.click_row(layout, path, col, tree)
+        cell = self.cell_el(layout, path, col, tree)
+        ActionChains(self.d).move_to_element_with_offset(cell, cell.size["width"] // 4, 0).click().perform()
+        return self.one("[data-editor]")
+
+    def type_cell(self, layout, path, col, text, tree=TREE):
+        editor = self.open_editor(layout, path, col, tree)
+        self.t.assertEqual("text", editor.get_attribute("data-editor"))
+        editor.send_keys(Keys.CONTROL, "a")
+        self.acted(lambda: editor.send_keys(text + Keys.ENTER), lambda: self.cell(layout, path, col, tree) == text)
+
+    def choose_cell(self, layout, path, col, option, tree=TREE):
+        """Chooses an option of a cell's list; returns the options offered
+        and the one preselected."""
+        editor = self.open_editor(layout, path, col, tree)
+        self.t.assertEqual("list", editor.get_attribute("data-editor"))
+        select = Select(editor)
+        offered = [o.text.strip() for o in select.options]
+        preselected = select.first_selected_option.text.strip() if select.all_selected_options else None
+        self.acted(lambda: select.select_by_visible_text(option),
+                   lambda: self.cell(layout, path, col, tree) == option)
+        return offered, preselected
+
+    def menu(self, layout, path, col=1, tree=TREE):
+        """Right-click on a row: the entries of its context menu."""
+        ActionChains(self.d).context_click(self.cell_el(layout, path, col, tree)).perform()
+        menu = self.one("[data-menu]")
+        return {e.text: e for e in menu.find_elements(By.CSS_SELECTOR, "[data-menu-item]")}
+
+    # --- bodies ---------------------------------------------------------------------------------
+    def hidden_bodies(self):
+        return sorted(e.get_attribute("data-body") for e in self.all(".body-item.hidden"))
+
+
+def cli_tree(part, out):
+    """The tree `diebom bom --same-body` prints, as lines of column texts."""
+    run = subprocess.run([ARGS.diebom, "bom", part, "--same-body", "--format", "csv", "--config", ARGS.config,
+                          "--header", ARGS.header, "--out", out], capture_output=True, text=True, timeout=600)
+    if run.returncode != 0:
+        raise AssertionError("diebom bom failed: " + run.stderr)
+    rows = list(csv.reader(io.StringIO(run.stdout)))
+    return rows[0][1:], [("  " if r[0] == "2" else "") + " | ".join(r[1:]) for r in rows[1:]]
+
+
+def spec_cells(spec):
+    """How the workbook spreads a size over its L, x, W, x, T cells."""
+    m = re.fullmatch(r"Φ(.*)xH(.*)", spec)
+    if m:
+        return ["", "", "Φ" + m.group(1), "x", m.group(2)]
+    l, w, t = spec.split("x")
+    return [l, "x", w, "x", t]
+
+
+class StudioTest(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        cls.tmp = tempfile.mkdtemp(prefix="studio-browser-")
+        cls.part = os.path.join(cls.tmp, "sample_die.xbf")
+        shutil.copy(ARGS.part, cls.part)
+        cls.studio = Studio(cls.part, cls.tmp)
+        cls.driver = chrome()
+
+    @classmethod
+    def tearDownClass(cls):
+        cls.driver.quit()
+        code = cls.studio.stop()
+        shutil.rmtree(cls.tmp, ignore_errors=True)
+        if code not in (0, 130, -2):
+            raise AssertionError("diebom studio ended with %s: %s" % (code, "".join(cls.studio.output)))
+
+    def fetch(self, page, link):
+        """A workbook through the page's download link, read by xlrd."""
+        href = link.get_attribute("href")
+        status, body = self.studio.get(href[href.index("/api/"):])
+        self.assertEqual(200, status)
+        return xlrd.open_workbook(file_contents=body).sheet_by_index(0)
+
+    def export_links(self, page):
+        page.one("#files-button").click()
+        links = {a.get_attribute("data-file"): a for a in page.all('[data-chooser="files"] [data-file]')}
+        return links
+
+    def close_files(self, page):
+        page.one('[data-chooser="files"] [data-button="ok"]').click()
+
+    # ------------------------------------------------------------------------------------------
+    def test_1_material_and_standard_part_boms(self):
+        page = Page(self.driver, self)
+        cli_out = os.path.join(self.tmp, "cli")
+        os.makedirs(cli_out)
+        shutil.copy(ARGS.part, os.path.join(self.tmp, "cli.xbf"))
+        headings, expected = cli_tree(os.path.join(self.tmp, "cli.xbf"), cli_out)
+        everything = list(range(20))
+
+        self.driver.get(self.studio.url)
+        page.wait(lambda: page.version() >= 0)
+        self.assertEqual("sample_die", page.part_name().rstrip(" *"))
+        page.wait(lambda: self.driver.execute_script("return studioTest.meshCount()") > 0)
+
+        # The options dialog, then the material BOM with identical bodies grouped.
+        page.acted(lambda: page.command("run-material"), lambda: OPTIONS in page.dialogs())
+        page.set_toggle(OPTIONS, "toggle01", True)  # ticks toggle0 with it
+        self.assertTrue(page.toggle(OPTIONS, "toggle0"))
+        page.set_toggle(OPTIONS, "toggle01", False)
+        self.assertTrue(page.toggle(OPTIONS, "toggle0"))
+        page.dialog_button(OPTIONS, "ok", lambda: MATERIAL in page.dialogs() or page.box_text())
+        self.assertEqual(["提示：不在标准图层中部件，程序不会写BOM表清单，标准图层外的部件，程序自动将关闭，只显示标准模板图层"],
+                         page.answer_all())
+        page.one('%s [data-block="%s"] .tr' % (page.dialog(MATERIAL), TREE))
+        self.assertEqual([MATERIAL], page.dialogs())
+        titles = [h.text for h in page.all('%s [data-block="%s"] .th' % (page.dialog(MATERIAL), TREE))]
+        self.assertEqual(headings, titles)
+        page.expand_all(MATERIAL)
+        self.assertEqual(expected, page.texts(MATERIAL, everything))
+        self.assertEqual(39, len(expected))
+
+        # Cells: the remark and the size take typed text; the name and the
+        # material come from their lists, heat treatment and process follow.
+        row = page.row_path(MATERIAL, 2, "UB-01")
+        page.type_cell(MATERIAL, row, 8, "客户指定材料")
+        names, current = page.choose_cell(MATERIAL, row, 1, "上垫板")
+        self.assertEqual("上模座", current)
+        self.assertIn("上垫板", names)
+        materials, current = page.choose_cell(MATERIAL, row, 3, "Cr12MoV")
+        self.assertEqual("45#", current)
+        self.assertEqual(["上垫板", "Cr12MoV", "淬火HRC58-60", "客户指定材料", "CNC开粗-热处理-磨床-慢丝"],
+                         [page.cell(MATERIAL, row, c) for c in (1, 3, 7, 8, 16)])
+        editor = page.open_editor(MATERIAL, row, 5)  # the quantity is no one's to edit
+        self.assertEqual([], page.all("[data-editor]"))
+        del editor
+
+        # A group's material goes to every body of the group.
+        group = page.row_path(MATERIAL, 2, "PU-01")
+        page.choose_cell(MATERIAL, group, 3, "SKD11")
+        self.assertEqual(["SKD11 | 真空淬火HRC60-62", "SKD11 | 真空淬火HRC60-62", "SKD11 | 真空淬火HRC60-62"],
+                         [t.strip() for t in page.texts(MATERIAL, [3, 7])
+                          [int(group):int(group) + 3]])
+
+        # Hide a row with the context menu, then show it again.
+        base = page.row_path(MATERIAL, 2, "LB-01")
+        page.click_row(MATERIAL, base)
+        entries = page.menu(MATERIAL, base)
+        self.assertEqual(["隐藏", "显示", "设置余量"], list(entries))
+        page.acted(entries["隐藏"].click, lambda: page.hidden_bodies() == ["下模座"])
+        self.assertEqual(1, [r[3] for r in page.rows(MATERIAL) if r[0] == base][0])
+        page.acted(page.menu(MATERIAL, base)["显示"].click, lambda: page.hidden_bodies() == [])
+        self.assertEqual(2, [r[3] for r in page.rows(MATERIAL) if r[0] == base][0])
+
+        # Reorder: its question, answered Yes; the codes are renumbered per layer.
+        page.press(MATERIAL, "button0611", lambda: page.box_text() is not None)
+        page.answer(1, "是否要执行重新排序？")
+        page.wait(lambda: not page.all("[data-message]"))
+        self.assertEqual(
+            ["UB-01", "UP-01", "PH-01", "SP-01", "DP-01", "LP-01", "LB-01", "IN-01", "IN-02",
+             "PU-01", "PU-02", "PU-03", "BP-01", "UF-01", "LF-01", "ST-01", "ST-02", "GP-01"],
+            [cells["2"] for path, cells, _, _ in page.rows(MATERIAL) if "." not in path])
+
+        # A body picked in the list while the body selection is active
+        # selects its row.
+        self.assertIn("active", page.block(MATERIAL, "bodySelect0").get_attribute("class"))
+        page.acted(lambda: page.one('[data-body="下模座"]').click(),
+                   lambda: page.selected(MATERIAL) == [page.row_path(MATERIAL, 2, "LB-01")])
+        self.assertIn("(1) 下模座", page.block(MATERIAL, "bodySelect0").text)
+
+        # The allowance dialog of a row, stacked over the material BOM.
+        first = page.row_path(MATERIAL, 2, "UB-01")
+        page.acted(lambda: ActionChains(self.driver).double_click(page.cell_el(MATERIAL, first, 1)).perform(),
+                   lambda: OFFSET in page.dialogs())
+        self.assertEqual([MATERIAL, OFFSET], page.dialogs())
+        self.assertIn("inactive", page.one(page.dialog(MATERIAL)).get_attribute("class"))
+        page.type_field(OFFSET, "double01", "3.5")
+        page.type_field(OFFSET, "double05", "abc")  # refused by the page, the value kept
+        self.assertIn("“厚度余量”需要一个数值", page.one("#banner").text)
+        self.assertEqual("0", page.field(OFFSET, "double05"))
+        page.dialog_button(OFFSET, "ok", lambda: page.box_text() is not None)
+        page.answer(1, "保存BOM属性成功！")
+        self.assertEqual([MATERIAL], page.dialogs())
+        self.assertEqual("3.500_", page.cell(MATERIAL, first, 19)[:6])
+
+        # The header, the export folder, the export.
+        for block, text in HEADER.items():
+            page.type_field(MATERIAL, block, text)
+        edited = page.texts(MATERIAL, everything)
+        page.press(MATERIAL, "button01", lambda: page.box_text() is not None)
+        boxes = page.answer_all()
+        self.assertTrue(any("导出BOM前" in t for t in boxes), boxes)
+        links = self.export_links(page)
+        self.assertEqual(["sample_die材料BOM.xls"], list(links))
+        sheet = self.fetch(page, links["sample_die材料BOM.xls"])
+        self.close_files(page)
+        self.assertEqual(["产品名称", "后座椅安装支架", "", "客户名称", "华锐汽车部件"], sheet.row_values(1)[:5])
+        tops = [cells for path, cells, _, _ in page.rows(MATERIAL) if "." not in path]
+        written = [sheet.row_values(6 + i) for i in range(len(tops))]
+        self.assertEqual(
+            [[str(i + 1), c["1"], c["2"], c["3"]] + spec_cells(c["4"]) + [c["5"], "块", c["7"], c["8"], c["15"],
+             c["16"], c["9"], c["10"], c["11"], c["12"], c["13"], c["14"]] for i, c in enumerate(tops)],
+            written)
+        self.assertEqual(["1", "上垫板", "UB-01", "Cr12MoV"], written[0][:4])
+        self.assertEqual("客户指定材料", written[0][12])
+
+        # A reload shows the dialog as it stands.
+        self.driver.refresh()
+        page.one('%s [data-block="%s"] .tr' % (page.dialog(MATERIAL), TREE))
+        page.expand_all(MATERIAL)
+        self.assertEqual(edited, page.texts(MATERIAL, everything))
+
+        # Close the dialog, save the part file, open it again: the same tree.
+        page.dialog_button(MATERIAL, "cancel", lambda: page.dialogs() == [])
+        saved = os.path.join(self.tmp, "edited.xbf")
+        page.choose_file("save", saved)
+        self.assertTrue(os.path.getsize(saved) > 0)
+        page.choose_file("open", self.part)
+        page.wait(lambda: page.part_name().rstrip(" *") == "sample_die")
+        page.choose_file("open", saved)
+        page.wait(lambda: page.part_name().rstrip(" *") == "edited")
+        page.acted(lambda: page.command("run-material"), lambda: OPTIONS in page.dialogs())
+        page.set_toggle(OPTIONS, "toggle0", True)
+        page.dialog_button(OPTIONS, "ok", lambda: MATERIAL in page.dialogs() or page.box_text())
+        page.answer_all()
+        page.one('%s [data-block="%s"] .tr' % (page.dialog(MATERIAL), TREE))
+        page.expand_all(MATERIAL)
+        self.assertEqual(edited, page.texts(MATERIAL, everything))
+        self.assertEqual("SO-2026-118", page.field(MATERIAL, "string03"))
+        page.dialog_button(MATERIAL, "cancel", lambda: page.dialogs() == [])
+
+        # The standard-part BOM: a brand chosen from its list, the header, the export.
+        page.acted(lambda: page.command("run-parts"), lambda: PARTS in page.dialogs() or page.box_text())
+        page.answer_all()
+        page.one('%s [data-block="%s"] .tr' % (page.dialog(PARTS), TREE))
+        self.assertEqual(["001 | 外导柱 | Φ25x180 | MISUMI | 4", "002 | 外导套 | Φ25xΦ38x45 | MISUMI | 4",
+                          "003 | 矩形弹簧 | TF25x50 | 盘起 | 4"], page.texts(PARTS, [0, 1, 2, 3, 4])[:3])
+        spring = page.row_path(PARTS, 1, "矩形弹簧")
+        brands, current = page.choose_cell(PARTS, spring, 3, "MISUMI")
+        self.assertEqual("盘起", current)
+        self.assertEqual("", brands[0])
+        page.type_field(PARTS, "string0", "华锐汽车部件")
+        page.type_field(PARTS, "string01", "PD24-001")
+        for block, member in (("enum0", "80T"), ("enum01", "张伟")):
+            select = Select(page.block(PARTS, block).find_element(By.CSS_SELECTOR, "select"))
+            page.acted(lambda: select.select_by_visible_text(member))
+        page.press(PARTS, "button01", lambda: page.box_text() is not None)
+        self.assertIn("导出标准件BOM成功！", page.answer_all()[-1])
+        links = self.export_links(page)
+        self.assertIn("sample_die标准件BOM.xls", links)  # the leaf of the part first opened
+        sheet = self.fetch(page, links["sample_die标准件BOM.xls"])
+        self.close_files(page)
+        self.assertEqual(["", "客户名称", "华锐汽车部件"], sheet.row_values(1)[:3])
+        self.assertEqual(["3", "矩形弹簧", "TF25x50", "MISUMI", "4"], sheet.row_values(8)[:5])
+        page.dialog_button(PARTS, "cancel", lambda: page.dialogs() == [])
+
+    # ------------------------------------------------------------------------------------------
+    def test_2_bad_use(self):
+        page = Page(self.driver, self)
+        studio = self.studio
+        host = "127.0.0.1:%d" % studio.port
+
+        # Requests without the token, from a foreign name or another site.
+        self.assertEqual(403, studio.get("/api/state")[0])
+        self.assertEqual(403, studio.get("/?t=wrong")[0])
+        self.assertEqual(403, studio.get("/api/state", {"X-Studio-Token": studio.token, "Host": "evil.example:%d" % studio.port})[0])
+        self.assertEqual(403, studio.get("/api/state", {"X-Studio-Token": studio.token, "Origin": "http://evil.example"})[0])
+        self.assertEqual(200, studio.get("/api/state", {"X-Studio-Token": studio.token, "Host": host})[0])
+
+        # The page opened without its token says what is wrong.
+        self.driver.get("http://%s/" % host)
+        self.assertEqual(403, studio.get("/")[0])
+
+        # A part that cannot be read: the message in the page, the studio goes on.
+        self.driver.get(studio.url)
+        page.wait(lambda: page.version() >= 0)
+        broken = os.path.join(self.tmp, "broken.step")
+        with open(broken, "w") as f:
+            f.write("ISO-10303-21;\nthis is no model\n")
+        before = page.part_name()
+        page.choose_file("open", broken)
+        banner = page.one("#banner")
+        page.wait(lambda: banner.is_displayed() and "broken.step" in banner.text)
+        self.assertEqual(before, page.part_name())
+        page.acted(lambda: page.command("run-parts"), lambda: PARTS in page.dialogs())
+        page.dialog_button(PARTS, "cancel", lambda: page.dialogs() == [])
+
+        # A second tab: it says another tab acts, until it takes over.
+        first = self.driver.current_window_handle
+        self.driver.switch_to.new_window("tab")
+        self.driver.get(studio.url)
+        page.wait(lambda: page.version() >= 0)
+        page.wait(lambda: page.one("#banner").get_attribute("data-kind") == "other-tab")
+        self.assertIn("另一个标签页正在操作", page.one("#banner").text)
+        page.command("run-parts")
+        page.wait(lambda: page.one("#banner").get_attribute("data-kind") == "other-tab")
+        self.assertEqual([], page.dialogs())
+        page.acted(lambda: page.one("#banner-action").click())
+        page.acted(lambda: page.command("run-parts"), lambda: PARTS in page.dialogs())
+        self.driver.switch_to.window(first)
+        page.wait(lambda: PARTS in page.dialogs())
+        page.wait(lambda: page.one("#banner").get_attribute("data-kind") == "other-tab")
+
+
+def main():
+    global ARGS
+    parser = argparse.ArgumentParser()
+    parser.add_argument("--diebom", required=True)
+    parser.add_argument("--part", required=True)
+    parser.add_argument("--config", required=True)
+    parser.add_argument("--header", required=True)
+    ARGS, rest = parser.parse_known_args()
+    unittest.main(argv=[sys.argv[0]] + rest, verbosity=2)
+
+
+if __name__ == "__main__":
+    main()
