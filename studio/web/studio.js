@@ -268,7 +268,8 @@
         "data-dialog-button": name, text: labels[name], onclick: () => act({ action: name }),
       }));
     }
-    const root = el("div", { className: "dialog", "data-dialog": d.file }, [bar, content, buttons]);
+    const root = el("div", { className: "dialog" + (hasTree(d.blocks) ? "" : " column"), "data-dialog": d.file },
+                    [bar, content, buttons]);
     if (!buttons.children.length) buttons.hidden = true;
     view.el = root;
     view.title = title;
@@ -1167,6 +1168,7 @@
 
   const HIGHLIGHT = 0xff8a00;
   const PENDING = 0xffd000;
+  const EDGE_MATERIAL = window.THREE ? new THREE.LineBasicMaterial({ color: 0x303840 }) : null;
 
   const View = {
     ok: false,
@@ -1262,6 +1264,7 @@
       }
       const first = this.meshes.size === 0;
       for (const m of this.meshes.values()) {
+        for (const e of m.children) e.geometry.dispose();
         m.geometry.dispose();
         m.material.dispose();
         this.group.remove(m);
@@ -1283,9 +1286,16 @@
         g.setIndex(new THREE.BufferAttribute(idx, 1));
         g.computeBoundingBox();
         g.computeBoundingSphere();
-        const mat = new THREE.MeshPhongMaterial({ color: 0xc0c0c0, side: THREE.DoubleSide, shininess: 25 });
+        const mat = new THREE.MeshPhongMaterial({
+          color: 0xc0c0c0, side: THREE.DoubleSide, shininess: 25,
+          polygonOffset: true, polygonOffsetFactor: 1, polygonOffsetUnits: 1,
+        });
         const mesh = new THREE.Mesh(g, mat);
         mesh.userData.tag = tag;
+        // The body's sharp edges, drawn dark as the host draws them.
+        const edges = new THREE.LineSegments(new THREE.EdgesGeometry(g, 25), EDGE_MATERIAL);
+        edges.raycast = () => {};
+        mesh.add(edges);
         this.meshes.set(tag, mesh);
         this.group.add(mesh);
       }
