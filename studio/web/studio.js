@@ -25,7 +25,7 @@
     pending: [], // bodies picked for an object selection, before its OK
     pendingKey: null,
     meshVersion: null,
-    dismissedError: null,
+    lastError: null,
     dismissedListing: null,
     positions: {}, // dialog positions the person dragged to, by file
     queue: Promise.resolve(),
@@ -221,9 +221,12 @@
     });
   }
 
+  // What the last open or save said shows once, when it is new; that another
+  // tab acts shows for as long as it does.
   function renderBanners(snap) {
-    if (snap.error && snap.error !== S.dismissedError) {
-      banner(snap.error, "error");
+    if ((snap.error || null) !== S.lastError) {
+      S.lastError = snap.error || null;
+      if (snap.error) banner(snap.error, "error");
     }
     if (snap.acting_tab && snap.acting_tab !== tab) otherTabBanner();
     else hideBanner("other-tab");
@@ -1029,8 +1032,12 @@
     const body = el("div", { className: "box-body" }, [
       el("div", { className: "icon t" + m.type, text: ICONS[m.type] || "ℹ" }),
       el("div", { className: "lines", text: (m.lines || []).join("\n") })]);
+    const answer = (i) => {
+      for (const b of buttons) b.disabled = true;
+      act({ action: "answer", button: i });
+    };
     const buttons = (m.buttons && m.buttons.length ? m.buttons : ["确定"]).map((label, i) =>
-      el("button", { "data-button": String(i + 1), text: label, onclick: () => act({ action: "answer", button: i + 1 }) }));
+      el("button", { "data-button": String(i + 1), text: label, onclick: () => answer(i + 1) }));
     const box = hostBox(m.title || "", body, buttons, { "data-message": String(m.type) });
     buttons[0].focus();
     return box;
@@ -1559,7 +1566,6 @@
   });
 
   $("#banner-close").addEventListener("click", () => {
-    if (S.snap && S.snap.error) S.dismissedError = S.snap.error;
     $("#banner").hidden = true;
   });
 

@@ -201,10 +201,15 @@ class Page:
             self.acted(lambda: self.block(layout, block).find_element(By.CSS_SELECTOR, "input").click(),
                        lambda: self.toggle(layout, block) == value)
 
-    def type_field(self, layout, block, text):
+    def type_field(self, layout, block, text, refused=False):
+        """Types over a field's text and leaves it; the host takes the new
+        value unless the page refuses it."""
         field = self.block(layout, block).find_element(By.CSS_SELECTOR, "input, textarea")
-        field.clear()
-        self.acted(lambda: field.send_keys(text + Keys.TAB))
+        keys = lambda: field.send_keys(Keys.CONTROL, "a", Keys.NULL, text, Keys.TAB)
+        if refused:
+            keys()
+        else:
+            self.acted(keys)
 
     def field(self, layout, block):
         return self.block(layout, block).find_element(By.CSS_SELECTOR, "input, textarea, select").get_attribute("value")
@@ -429,8 +434,8 @@ class StudioTest(unittest.TestCase):
         self.assertEqual([MATERIAL, OFFSET], page.dialogs())
         self.assertIn("inactive", page.one(page.dialog(MATERIAL)).get_attribute("class"))
         page.type_field(OFFSET, "double01", "3.5")
-        page.type_field(OFFSET, "double05", "abc")  # refused by the page, the value kept
-        self.assertIn("“厚度余量”需要一个数值", page.one("#banner").text)
+        page.type_field(OFFSET, "double05", "abc", refused=True)  # the value kept
+        page.wait(lambda: "“厚度余量”需要一个数值" in page.one("#banner").text)
         self.assertEqual("0", page.field(OFFSET, "double05"))
         page.dialog_button(OFFSET, "ok", lambda: page.box_text() is not None)
         page.answer(1, "保存BOM属性成功！")
