@@ -1,0 +1,36 @@
+// The snapshot of what the studio's window shows: the dialogs being shown
+// with their blocks and trees, the bodies and coordinate systems of the part.
+// Texts are GBK inside the host and UTF-8 here.
+#pragma once
+
+#include <string>
+
+#include <nlohmann/json.hpp>
+
+#include "host/memory/dialogs/dialogs.h"
+#include "host/memory/memory_host.h"
+
+namespace studio {
+
+// GBK text as UTF-8; bytes that are not GBK become U+FFFD.
+std::string Utf8(const std::string& gbk);
+
+// One shown dialog: its layout file, title, buttons and blocks in layout
+// order, containers holding their children.
+nlohmann::json DialogJson(memory::DialogDriver& dialog);
+
+// One tree block: columns, tool tips and rows (with their children).
+nlohmann::json TreeJson(memory::DialogDriver& dialog, const std::string& tree_id);
+
+// The bodies of the work part with their display state, and the named
+// coordinate systems.
+nlohmann::json BodiesJson(memory::MemoryHost& host);
+nlohmann::json SystemsJson(memory::MemoryHost& host);
+
+// The dialogs shown now, innermost last.
+nlohmann::json DialogsJson(memory::MemoryHost& host);
+
+// "#rrggbb" of a host colour index; grey for an index outside the table.
+std::string ColorText(int index);
+
+}  // namespace studio
