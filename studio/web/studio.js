@@ -126,7 +126,7 @@
 
   function apply(snap) {
     if (!snap || typeof snap.version !== "number") return;
-    if (S.snap && snap.version < S.snap.version) return;
+    if (S.snap && snap.version <= S.snap.version) return; // drawn already
     S.snap = snap;
     render();
   }
@@ -247,7 +247,10 @@
            S.dialogs[keep].file === dialogs[keep].file &&
            S.dialogs[keep].sig === signature(dialogs[keep].blocks)) keep++;
     for (const d of S.dialogs.splice(keep)) d.el.remove();
-    for (let i = keep; i < dialogs.length; i++) S.dialogs.push(createDialog(dialogs[i], i, desk));
+    for (let i = keep; i < dialogs.length; i++) {
+      S.dialogs.push(createDialog(dialogs[i], i, desk));
+      if (hasTree(dialogs[i].blocks)) View.fit(); // the part beside the dialog
+    }
     dialogs.forEach((d, i) => updateDialog(S.dialogs[i], d, i === dialogs.length - 1));
   }
 
@@ -481,8 +484,11 @@
       const lbl = el("span", { className: "lbl" });
       const root = el("label", { className: "field blk-toggle" }, [box, lbl]);
       box.addEventListener("click", (e) => {
-        e.preventDefault(); // the host sets the box; the snapshot shows it
-        act({ action: "set", block: b.id, value: !box.checked });
+        // The box shows what the host holds: the click asks for the state it
+        // flipped to, then undoes its own flip.
+        const wanted = box.checked;
+        e.preventDefault();
+        act({ action: "set", block: b.id, value: wanted });
       });
       return {
         el: root,
@@ -737,7 +743,7 @@
       return tr ? tr.dataset.row : null;
     };
     const colOf = (e) => {
-      const td = e.target.closest(".td");
+      const td = e.target.closest(".td[data-col]");
       return td ? Number(td.dataset.col) : firstColumn(T.data);
     };
 
@@ -839,13 +845,18 @@
     return null;
   }
 
+  // Rows are drawn behind a gutter that holds their indentation, expander
+  // and check box, so that every column shows its text in its own width.
   function drawTree(T, head) {
     const t = T.data;
     const cols = (t.columns || []).filter((c) => c.visible !== false);
-    const colSig = JSON.stringify(cols) + t.tooltips;
+    const depth = maxDepth(t.rows || [], 0);
+    const checks = hasChecks(t.rows || []);
+    const gutter = 4 + depth * 12 + (depth > 0 || hasChildren(t.rows || []) ? 12 : 0) + (checks ? 16 : 0);
+    const colSig = JSON.stringify(cols) + t.tooltips + "/" + gutter;
     if (colSig !== T.colSig) {
       T.colSig = colSig;
-      head.innerHTML = cols.map((c) =>
+      head.innerHTML = '<div class="th gutter" style="width:' + gutter + 'px"></div>' + cols.map((c) =>
         '<div class="th" data-col="' + c.id + '" style="width:' + width(c) + 'px" title="' + esc(c.title) + '">' +
         esc(c.title) + "</div>").join("");
       T.order = [];
@@ -853,13 +864,12 @@
     // Flatten the shown rows and draw each as one line of HTML.
     const order = [], html = [];
     T.rows = new Map();
-    const first = cols.length ? cols[0].id : 0;
-    const walk = (rows, depth) => {
+    const walk = (rows, level) => {
       for (const r of rows) {
         T.rows.set(r.path, r);
         order.push(r.path);
-        html.push(rowHtml(r, depth, cols, first, t.tooltips));
-        if (r.expanded && r.children && r.children.length) walk(r.children, depth + 1);
+        html.push(rowHtml(r, level, cols, gutter, t.tooltips));
+        if (r.expanded && r.children && r.children.length) walk(r.children, level + 1);
       }
     };
     walk(t.rows || [], 0);
@@ -875,28 +885,37 @@
     if (T.editor && !T.rows.has(T.editor.dataset.row)) closeEditor(T);
   }
 
+  function maxDepth(rows, level) {
+    let d = level;
+    for (const r of rows) if (r.expanded && r.children && r.children.length) d = Math.max(d, maxDepth(r.children, level + 1));
+    return d;
+  }
+
+  function hasChildren(rows) {
+    return rows.some((r) => r.children && r.children.length);
+  }
+
+  function hasChecks(rows) {
+    return rows.some((r) => r.state === 1 || r.state === 2 || (r.children && hasChecks(r.children)));
+  }
+
   function width(c) {
     return Math.max(24, c.width || 80);
   }
 
-  function rowHtml(r, depth, cols, first, tips) {
+  function rowHtml(r, level, cols, gutter, tips) {
     const texts = r.texts || {};
+    const kids = r.children && r.children.length;
+    const tw = kids ? (r.expanded ? "▼" : "▶") : "";
+    const cb = r.state === 1 || r.state === 2
+      ? '<input type="checkbox" class="cb"' + (r.state === 2 ? " checked" : "") + ">" : "";
     let s = '<div class="tr' + (r.selected ? " sel" : "") + '" data-row="' + r.path + '"' +
-      (r.rgb ? ' style="color:' + r.rgb + '"' : "") + ">";
+      (r.rgb ? ' style="color:' + r.rgb + '"' : "") + '><div class="td gutter" style="width:' + gutter +
+      "px;padding-left:" + (2 + level * 12) + 'px"><span class="tw">' + tw + "</span>" + cb + "</div>";
     for (const c of cols) {
       const text = esc(texts[c.id]);
       const tip = tips && text ? ' title="' + text + '"' : "";
-      if (c.id === first) {
-        const kids = r.children && r.children.length;
-        const tw = kids ? (r.expanded ? "▼" : "▶") : "";
-        const cb = r.state === 1 || r.state === 2
-          ? '<input type="checkbox" class="cb"' + (r.state === 2 ? " checked" : "") + ">" : "";
-        s += '<div class="td first" data-col="' + c.id + '" style="width:' + width(c) + "px;padding-left:" +
-          (2 + depth * 14) + 'px"' + tip + '><span class="tw">' + tw + "</span>" + cb +
-          '<span class="ct">' + text + "</span></div>";
-      } else {
-        s += '<div class="td" data-col="' + c.id + '" style="width:' + width(c) + 'px"' + tip + ">" + text + "</div>";
-      }
+      s += '<div class="td" data-col="' + c.id + '" style="width:' + width(c) + 'px"' + tip + ">" + text + "</div>";
     }
     return s + "</div>";
   }

@@ -63,7 +63,7 @@ class Studio:
 
     def __init__(self, part, workdir):
         self.proc = subprocess.Popen(
-            [ARGS.diebom, "studio", part, "--no-browser", "--port", "0", "--config", ARGS.config],
+            [ARGS.diebom, "studio", part, "--no-browser", "--config", ARGS.config],
             cwd=workdir, stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
         lines = queue.Queue()
         self.output = []
@@ -76,9 +76,11 @@ class Studio:
             threading.Thread(target=read, args=(s,), daemon=True).start()
         while True:
             try:
-                line = lines.get(timeout=120)
+                line = lines.get(timeout=1)
             except queue.Empty:
-                raise AssertionError("diebom studio printed no address: " + "".join(self.output))
+                if self.proc.poll() is None:
+                    continue
+                raise AssertionError("diebom studio ended without an address: " + "".join(self.output))
             m = re.search(r"(http://127\.0\.0\.1:(\d+)/\?t=([0-9A-Za-z_-]+))", line)
             if m:
                 self.url, self.port, self.token = m.group(1), int(m.group(2)), m.group(3)
@@ -221,7 +223,7 @@ class Page:
           const t = document.querySelector('[data-dialog="' + arguments[0] + '"] [data-block="' + arguments[1] + '"]');
           return [...t.querySelectorAll('.tr')].map(tr => {
             const texts = {};
-            for (const td of tr.querySelectorAll('.td')) texts[td.dataset.col] = td.textContent;
+            for (const td of tr.querySelectorAll('.td[data-col]')) texts[td.dataset.col] = td.textContent;
             const cb = tr.querySelector('.cb');
             return [tr.dataset.row, texts, tr.classList.contains('sel'), cb ? (cb.checked ? 2 : 1) : 0];
           });""", layout, tree)
@@ -569,6 +571,8 @@ def main():
     parser.add_argument("--config", required=True)
     parser.add_argument("--header", required=True)
     ARGS, rest = parser.parse_known_args()
+    for name in ("diebom", "part", "config", "header"):
+        setattr(ARGS, name, os.path.abspath(getattr(ARGS, name)))
     unittest.main(argv=[sys.argv[0]] + rest, verbosity=2)
 
 
