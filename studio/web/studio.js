@@ -763,10 +763,9 @@
         return;
       }
       const r = T.rows.get(row);
-      const onlySelected = r && r.selected && selectedCount(T.data.rows) === 1;
       if (e.ctrlKey || e.metaKey) {
         act({ action: "click", tree: T.id, row, col, ctrl: true });
-      } else if (onlySelected && e.detail === 1) {
+      } else if (r && r.selected && e.detail === 1) {
         // A second, slow click on the selected row edits the cell (unless it
         // turns out to be a double-click).
         clearTimeout(T.editTimer);
@@ -825,15 +824,6 @@
 
   function firstEditableGuess(T) {
     return firstColumn(T.data);
-  }
-
-  function selectedCount(rows) {
-    let n = 0;
-    for (const r of rows || []) {
-      if (r.selected) n++;
-      if (r.children) n += selectedCount(r.children);
-    }
-    return n;
   }
 
   function firstSelected(rows) {
