@@ -124,9 +124,9 @@ host::Node* RowAt(memory::DialogDriver& d, const std::string& tree_id, const std
 
 bool IsDialogAction(const std::string& name) {
   static const std::set<std::string> kActions = {
-      "set",          "vector", "press", "pick",   "unpick", "click",
-      "check",        "editor", "edit",  "option", "menu",   "menu-item",
-      "double-click", "expand", "ok",    "apply",  "cancel", "close"};
+      "set",    "vector", "point", "press",  "pick", "unpick",    "click",
+      "check",  "editor", "edit",  "option", "menu", "menu-item", "double-click",
+      "expand", "ok",     "apply", "cancel", "close"};
   return kActions.count(name) != 0;
 }
 
@@ -138,6 +138,9 @@ json ApplyDialogAction(memory::DialogDriver& d, const json& action) {
   } else if (name == "vector") {
     const host::Vector3d p = Vector(action, "point");
     d.SetVector(Text(action, "block"), Vector(action, "vector"), {p.X, p.Y, p.Z});
+  } else if (name == "point") {
+    const host::Vector3d p = Vector(action, "point");
+    d.SetPoint(Text(action, "block"), {p.X, p.Y, p.Z});
   } else if (name == "press") {
     d.Press(Text(action, "block"));
   } else if (name == "pick") {

@@ -1,6 +1,7 @@
 #include "studio/server.h"
 
 #include <httplib.h>
+#include <sys/socket.h>
 
 #include <algorithm>
 #include <cctype>
@@ -111,6 +112,11 @@ Server::Server(Session& session, ServerOptions options)
   // Long polls and downloads each hold a thread: room for several tabs.
   http.new_task_queue = [] { return new httplib::ThreadPool(24); };
   http.set_keep_alive_timeout(2);
+  // The port is this run's alone: no second listener may share it.
+  http.set_socket_options([](int sock) {
+    const int yes = 1;
+    ::setsockopt(sock, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
+  });
 
   http.set_pre_routing_handler([this](const httplib::Request& req, httplib::Response& res) {
     const std::string port = std::to_string(port_);

@@ -146,6 +146,9 @@ json Session::StateLocked() const {
 
 json Session::State(std::optional<std::int64_t> since, int wait_ms) {
   std::unique_lock<std::mutex> lock(mutex_);
+  // The first snapshot comes once the first part is open.
+  changed_.wait_for(lock, std::chrono::milliseconds(wait_ms),
+                    [&] { return !snapshot_.is_null() || finished_; });
   if (since) {
     changed_.wait_for(lock, std::chrono::milliseconds(wait_ms),
                       [&] { return version_ > *since || finished_; });
