@@ -48,7 +48,7 @@ constexpr const char* kStudioHelp =
     "                 (default: the shipped sample configuration)\n"
     "  --out DIR      where the exports write their workbooks: the desktop and the\n"
     "                 default export folder (default: ./studio-out, made if missing)\n"
-    "  --port N       listen on port N (default: a free port)\n"
+    "  --port N       listen on port N (default, or 0: a free port)\n"
     "  --no-browser   do not open the desktop's browser\n"
     "  -h, --help     show this help and exit\n";
 
@@ -100,9 +100,9 @@ int RunStudio(const std::vector<std::string>& args) {
     const std::string text = value("port", "");
     char* end = nullptr;
     const long n = std::strtol(text.c_str(), &end, 10);
-    if (text.empty() || *end != '\0' || n < 1 || n > 65535)
-      throw UsageError("--port must be a port number from 1 to 65535, not '" + PathText(text) +
-                       "'");
+    if (text.empty() || *end != '\0' || n < 0 || n > 65535)
+      throw UsageError("--port must be a port number from 1 to 65535 (0: a free one), not '" +
+                       PathText(text) + "'");
     port = static_cast<int>(n);
   }
   const std::string part = parsed.positional.empty() ? std::string() : parsed.positional.front();

@@ -94,7 +94,9 @@ int WaitFor(pid_t pid, int ms) {
 class StudioToolTest : public StudioTest {};
 
 TEST_F(StudioToolTest, TheAddressComesFirstAndCtrlCEndsTheRunCleanly) {
-  Child c = Spawn({"studio", P("die.xbf"), "--no-browser", "--config", DIEBOM_SAMPLE_CONFIG}, dir_);
+  Child c = Spawn(
+      {"studio", P("die.xbf"), "--no-browser", "--port", "0", "--config", DIEBOM_SAMPLE_CONFIG},
+      dir_);
   const std::string address = ReadLine(c.out, 30000);
   const std::string prefix = "http://127.0.0.1:";
   ASSERT_EQ(address.rfind(prefix, 0), 0u) << address;
@@ -141,8 +143,10 @@ TEST_F(StudioToolTest, BadUsageAndMissingPartsAreSaidClearly) {
   };
   std::string err;
   EXPECT_EQ(run({"studio", "--port", "http"}, &err), 2);
-  EXPECT_NE(err.find("--port must be a port number from 1 to 65535, not 'http'"), std::string::npos)
+  EXPECT_NE(err.find("--port must be a port number from 1 to 65535 (0: a free one), not 'http'"),
+            std::string::npos)
       << err;
+  EXPECT_EQ(run({"studio", "--port", "65536"}, &err), 2);
   EXPECT_EQ(run({"studio", "a.xbf", "b.xbf"}, &err), 2);
   EXPECT_EQ(run({"studio", P("missing.xbf"), "--no-browser"}, &err), 1);
   EXPECT_NE(err.find("missing.xbf: no such file"), std::string::npos) << err;
