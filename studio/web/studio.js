@@ -1043,7 +1043,11 @@
       el("div", { className: "lines", text: (m.lines || []).join("\n") })]);
     const answer = (i) => {
       for (const b of buttons) b.disabled = true;
-      act({ action: "answer", button: i });
+      // The next box may say the same again: draw it anew.
+      act({ action: "answer", button: i }).then(() => {
+        S.boxKey = null;
+        render();
+      });
     };
     const buttons = (m.buttons && m.buttons.length ? m.buttons : ["确定"]).map((label, i) =>
       el("button", { "data-button": String(i + 1), text: label, onclick: () => answer(i + 1) }));
