@@ -60,11 +60,14 @@ std::string PercentEncoded(const std::string& utf8) {
   return out;
 }
 
-void SendJson(httplib::Response& res, int status, const json& body) {
+void SendText(httplib::Response& res, int status, const std::string& json_text) {
   res.status = status;
   res.set_header("Cache-Control", "no-store");
-  res.set_content(body.dump(-1, ' ', false, json::error_handler_t::replace),
-                  "application/json; charset=utf-8");
+  res.set_content(json_text, "application/json; charset=utf-8");
+}
+
+void SendJson(httplib::Response& res, int status, const json& body) {
+  SendText(res, status, body.dump(-1, ' ', false, json::error_handler_t::replace));
 }
 
 // A file below `root` named by the rest of the request path; empty when the
@@ -174,7 +177,7 @@ Server::Server(Session& session, ServerOptions options)
         return;
       }
     }
-    SendJson(res, 200, session_.State(since, kLongPollMs));
+    SendText(res, 200, session_.State(since, kLongPollMs));
   });
   http.Post("/api/action", [this](const httplib::Request& req, httplib::Response& res) {
     json action = json::parse(req.body, nullptr, false);
@@ -183,7 +186,7 @@ Server::Server(Session& session, ServerOptions options)
       return;
     }
     const Reply reply = session_.Act(action);
-    SendJson(res, reply.status, reply.body);
+    SendText(res, reply.status, reply.body);
   });
   http.Get("/api/mesh", [this](const httplib::Request&, httplib::Response& res) {
     const std::shared_ptr<const std::string> mesh = session_.Mesh(kMeshWaitMs);

@@ -33,6 +33,10 @@ std::int64_t NowMs() {
 
 json Error(const std::string& utf8) { return json{{"error", utf8}}; }
 
+std::string Text(const json& value) {
+  return value.dump(-1, ' ', false, json::error_handler_t::replace);
+}
+
 // What the window waits for, in the words of a refusal.
 const char* PointName(int point) {
   static const char* const kNames[] = {
@@ -88,13 +92,13 @@ void Session::Stop() {
 
 Reply Session::Act(const json& action) {
   if (!action.is_object() || !action.contains("action") || !action["action"].is_string())
-    return {400, Error("an action is a JSON object with \"action\"")};
+    return {400, Text(Error("an action is a JSON object with \"action\""))};
   const std::string name = action["action"];
   const std::string tab = action.value("tab", std::string());
   if (tab.empty() || !action["tab"].is_string())
-    return {400, Error("the action \"" + name + "\" names no tab")};
+    return {400, Text(Error("the action \"" + name + "\" names no tab"))};
   if (name != "take-over" && !Known(name))
-    return {400, Error("there is no action \"" + name + "\"")};
+    return {400, Text(Error("there is no action \"" + name + "\""))};
 
   std::unique_lock<std::mutex> lock(mutex_);
   const std::int64_t now = NowMs();
@@ -105,20 +109,13 @@ Reply Session::Act(const json& action) {
     changed_.notify_all();
     return {200, StateLocked()};
   }
-  if (!acting_tab_.empty() && acting_tab_ != tab && now - acting_since_ms_ < kTabQuietMs) {
-    json body = StateLocked();
-    body["error"] = "another tab acts on this studio; take over to act here";
-    return {409, body};
-  }
+  if (!acting_tab_.empty() && acting_tab_ != tab && now - acting_since_ms_ < kTabQuietMs)
+    return {409, StateLocked(Error("another tab acts on this studio; take over to act here"))};
   if (acting_tab_ != tab) ++version_;
   acting_tab_ = tab;
   acting_since_ms_ = now;
-  if (finished_) return {409, Error("the studio has ended")};
-  if (action_) {
-    json body = StateLocked();
-    body["error"] = "the host is still working on the last action";
-    return {409, body};
-  }
+  if (finished_) return {409, Text(Error("the studio has ended"))};
+  if (action_) return {409, StateLocked(Error("the host is still working on the last action"))};
   const std::uint64_t id = ++action_id_;
   action_ = action;
   action_taken_ = false;
@@ -127,28 +124,34 @@ Reply Session::Act(const json& action) {
       changed_.wait_for(lock, std::chrono::milliseconds(options_.action_timeout_ms),
                         [&] { return replies_.count(id) != 0 || finished_; });
   if (!answered || !replies_.count(id)) {
-    json body = StateLocked();
-    body["error"] = finished_ ? "the studio has ended" : "the host is still working";
-    return {finished_ ? 409 : 503, body};
+    return {finished_ ? 409 : 503,
+            StateLocked(Error(finished_ ? "the studio has ended" : "the host is still working"))};
   }
   Reply reply = std::move(replies_[id]);
   replies_.erase(id);
   return reply;
 }
 
-json Session::StateLocked() const {
-  json s = snapshot_.is_null() ? json::object() : snapshot_;
-  s["version"] = version_;
-  s["busy"] = !waiting_;
-  s["acting_tab"] = acting_tab_.empty() ? json(nullptr) : json(acting_tab_);
-  return s;
+std::string Session::StateLocked(const json& extra) const {
+  // The engine's part is kept as text: a thousand-row tree is not copied
+  // or written again for every answer.
+  std::string out =
+      snapshot_.empty() ? std::string("{") : snapshot_.substr(0, snapshot_.size() - 1);
+  json meta = {{"version", version_},
+               {"busy", !waiting_},
+               {"acting_tab", acting_tab_.empty() ? json(nullptr) : json(acting_tab_)}};
+  for (auto it = extra.begin(); it != extra.end(); ++it) meta[it.key()] = it.value();
+  const std::string tail = Text(meta);
+  if (out.size() > 1) out += ',';
+  out.append(tail, 1, std::string::npos);
+  return out;
 }
 
-json Session::State(std::optional<std::int64_t> since, int wait_ms) {
+std::string Session::State(std::optional<std::int64_t> since, int wait_ms) {
   std::unique_lock<std::mutex> lock(mutex_);
   // The first snapshot comes once the first part is open.
   changed_.wait_for(lock, std::chrono::milliseconds(wait_ms),
-                    [&] { return !snapshot_.is_null() || finished_; });
+                    [&] { return !snapshot_.empty() || finished_; });
   if (since) {
     changed_.wait_for(lock, std::chrono::milliseconds(wait_ms),
                       [&] { return version_ > *since || finished_; });
@@ -337,9 +340,7 @@ json Session::WaitForAction(Point point, const json& pending) {
       changed_.notify_all();
       return action;
     }
-    json body = StateLocked();
-    body["error"] = refusal;
-    replies_[action_id_] = {409, body};
+    replies_[action_id_] = {409, StateLocked(Error(refusal))};
     action_.reset();
     changed_.notify_all();
   }
@@ -396,30 +397,24 @@ void Session::Publish(const json& pending) {
   }
   s["files"] = std::move(files);
 
+  std::string text = SnapshotText(s);
   std::lock_guard<std::mutex> lock(mutex_);
-  const bool same = s == snapshot_;
-  if (!same) snapshot_ = std::move(s);
+  const bool same = text == snapshot_;
+  if (!same) snapshot_ = std::move(text);
   if (!same || !waiting_) ++version_;
   waiting_ = true;
   if (action_ && action_taken_) {
-    json body = StateLocked();
-    for (auto it = extras_.begin(); it != extras_.end(); ++it) body[it.key()] = it.value();
-    replies_[action_id_] = {200, std::move(body)};
+    replies_[action_id_] = {200, StateLocked(extras_)};
     action_.reset();
   }
   extras_ = json::object();
   changed_.notify_all();
 }
 
-void Session::Answer(int status, json body) {
+void Session::Answer(int status, const json& body) {
   std::lock_guard<std::mutex> lock(mutex_);
   if (!action_ || !action_taken_) return;
-  if (status == 200) {
-    json s = StateLocked();
-    for (auto it = body.begin(); it != body.end(); ++it) s[it.key()] = it.value();
-    body = std::move(s);
-  }
-  replies_[action_id_] = {status, std::move(body)};
+  replies_[action_id_] = {status, status == 200 ? StateLocked(body) : Text(body)};
   action_.reset();
   extras_ = json::object();
   changed_.notify_all();

@@ -35,10 +35,10 @@ struct SessionOptions {
   int action_timeout_ms = 600000;
 };
 
-// The answer to a request: an HTTP status and a JSON body.
+// The answer to a request: an HTTP status and its JSON text.
 struct Reply {
   int status = 200;
-  nlohmann::json body;
+  std::string body;
 };
 
 // A file an export wrote.
@@ -70,7 +70,7 @@ class Session {
   Reply Act(const nlohmann::json& action);
   // The current snapshot; with `since`, waits up to `wait_ms` for a version
   // newer than it.
-  nlohmann::json State(std::optional<std::int64_t> since, int wait_ms);
+  std::string State(std::optional<std::int64_t> since, int wait_ms);
   // The meshes of the bodies (studio/mesh.h), made on the host thread the
   // next time it waits. Null when the host does not wait within `wait_ms`.
   std::shared_ptr<const std::string> Mesh(int wait_ms);
@@ -88,8 +88,9 @@ class Session {
   // action meant for this kind of waiting point.
   nlohmann::json WaitForAction(Point point, const nlohmann::json& pending);
   void Publish(const nlohmann::json& pending);
-  void Answer(int status, nlohmann::json body);  // the action in flight
-  nlohmann::json StateLocked() const;            // the snapshot with the server's fields
+  void Answer(int status, const nlohmann::json& body);  // the action in flight
+  // The snapshot with the server's fields and `extra`'s members, as JSON text.
+  std::string StateLocked(const nlohmann::json& extra = nlohmann::json::object()) const;
   void RunJobs(std::unique_lock<std::mutex>& lock);
 
   void DriveDialog(memory::DialogDriver& driver);
@@ -107,7 +108,7 @@ class Session {
   // Shared with the server's threads.
   std::mutex mutex_;
   std::condition_variable changed_;
-  nlohmann::json snapshot_;  // the engine's part, made on the host thread
+  std::string snapshot_;  // the engine's part as JSON text, made on the host thread
   std::int64_t version_ = 0;
   bool stopping_ = false, finished_ = false;
   bool waiting_ = false;  // the host thread waits for the person

@@ -1,6 +1,7 @@
 #include "studio/snapshot.h"
 
 #include <cstdio>
+#include <unordered_map>
 
 #include "host/memory/colors.h"
 #include "host/text.h"
@@ -9,7 +10,9 @@ namespace studio {
 
 using nlohmann::json;
 
-std::string Utf8(const std::string& gbk) {
+namespace {
+
+std::string Utf8Uncached(const std::string& gbk) {
   try {
     return text::GbkToUtf8(gbk);
   } catch (const text::EncodingError&) {
@@ -27,6 +30,21 @@ std::string Utf8(const std::string& gbk) {
     }
   }
   return out;
+}
+
+}  // namespace
+
+std::string Utf8(const std::string& gbk) {
+  // A snapshot converts tens of thousands of cells; most are plain ASCII and
+  // the rest repeat (names, materials, layers), so each text is converted once.
+  bool ascii = true;
+  for (char c : gbk) ascii = ascii && static_cast<unsigned char>(c) < 0x80;
+  if (ascii) return gbk;
+  thread_local std::unordered_map<std::string, std::string> converted;
+  const auto it = converted.find(gbk);
+  if (it != converted.end()) return it->second;
+  if (converted.size() > 200000) converted.clear();
+  return converted.emplace(gbk, Utf8Uncached(gbk)).first->second;
 }
 
 std::string ColorText(int index) {
@@ -91,28 +109,58 @@ void AddValue(memory::DialogDriver& d, const memory::BlockLayout& layout, host::
   }
 }
 
-json RowJson(memory::DialogDriver& d, host::Node* node, const std::string& path,
-             const std::vector<memory::TreeColumn>& columns) {
-  json row;
-  row["path"] = path;
-  json texts = json::object();
-  for (const memory::TreeColumn& c : columns)
-    texts[std::to_string(c.id)] = Utf8(node->GetColumnDisplayText(c.id));
-  row["texts"] = std::move(texts);
-  const int color = node->ForegroundColor();
-  row["color"] = color;
-  row["rgb"] = color == 0 ? std::string() : ColorText(color);
-  row["expanded"] = node->Expanded();
-  const int state = node->State();
-  row["state"] = state == host::kNodeNoCheckBox ? -1 : state;
-  row["selected"] = node->IsSelected();
-  json children = json::array();
-  const std::vector<host::Node*> kids = d.Children(node);
-  for (std::size_t i = 0; i < kids.size(); ++i)
-    children.push_back(RowJson(d, kids[i], path + "." + std::to_string(i), columns));
-  row["children"] = std::move(children);
-  return row;
+// Tree rows are the bulk of a snapshot: they are written as JSON text
+// straight away, and the snapshot's text takes them in place of a
+// placeholder (see SnapshotText).
+thread_local std::vector<std::string> g_rows;
+
+void Escaped(std::string& out, const std::string& utf8) {
+  static const char kHex[] = "0123456789abcdef";
+  out += '"';
+  for (char c : utf8) {
+    const unsigned char u = static_cast<unsigned char>(c);
+    if (c == '"' || c == '\\') {
+      out += '\\';
+      out += c;
+    } else if (u < 0x20) {
+      out += "\\u00";
+      out += kHex[u >> 4];
+      out += kHex[u & 15];
+    } else {
+      out += c;
+    }
+  }
+  out += '"';
 }
+
+void WriteRows(memory::DialogDriver& d, const std::vector<host::Node*>& nodes,
+               const std::string& prefix, const std::vector<memory::TreeColumn>& columns,
+               std::string& out) {
+  out += '[';
+  for (std::size_t i = 0; i < nodes.size(); ++i) {
+    host::Node* node = nodes[i];
+    const std::string path = prefix + std::to_string(i);
+    if (i) out += ',';
+    out += "{\"path\":\"" + path + "\",\"texts\":{";
+    for (std::size_t c = 0; c < columns.size(); ++c) {
+      if (c) out += ',';
+      out += '"' + std::to_string(columns[c].id) + "\":";
+      Escaped(out, Utf8(node->GetColumnDisplayText(columns[c].id)));
+    }
+    const int color = node->ForegroundColor();
+    const int state = node->State();
+    out += "},\"color\":" + std::to_string(color) + ",\"rgb\":\"" +
+           (color == 0 ? std::string() : ColorText(color)) +
+           "\",\"expanded\":" + (node->Expanded() ? "true" : "false") +
+           ",\"state\":" + std::to_string(state == host::kNodeNoCheckBox ? -1 : state) +
+           ",\"selected\":" + (node->IsSelected() ? "true" : "false") + ",\"children\":";
+    WriteRows(d, d.Children(node), path + ".", columns, out);
+    out += '}';
+  }
+  out += ']';
+}
+
+std::string Placeholder(std::size_t index) { return "\x01rows" + std::to_string(index); }
 
 }  // namespace
 
@@ -125,11 +173,11 @@ json TreeJson(memory::DialogDriver& d, const std::string& tree_id) {
     cols.push_back(
         {{"id", c.id}, {"title", Utf8(c.title)}, {"width", c.width}, {"visible", c.visible}});
   out["columns"] = std::move(cols);
-  json rows = json::array();
-  const std::vector<host::Node*> top = d.TopNodes(tree_id);
-  for (std::size_t i = 0; i < top.size(); ++i)
-    rows.push_back(RowJson(d, top[i], std::to_string(i), columns));
-  out["rows"] = std::move(rows);
+  std::string rows;
+  WriteRows(d, d.TopNodes(tree_id), "", columns, rows);
+  g_rows.push_back(std::move(rows));
+  out["rows"] = Placeholder(g_rows.size() - 1);
+
   return out;
 }
 
@@ -173,7 +221,19 @@ json DialogJson(memory::DialogDriver& d) {
   return dialog;
 }
 
+std::string SnapshotText(const json& snapshot) {
+  std::string text = snapshot.dump(-1, ' ', false, json::error_handler_t::replace);
+  for (std::size_t i = 0; i < g_rows.size(); ++i) {
+    const std::string quoted = json(Placeholder(i)).dump();
+    const std::size_t at = text.find(quoted);
+    if (at != std::string::npos) text.replace(at, quoted.size(), g_rows[i]);
+  }
+  g_rows.clear();
+  return text;
+}
+
 json DialogsJson(memory::MemoryHost& host) {
+  g_rows.clear();
   json out = json::array();
   for (memory::MemoryDialog* dialog : host.memory_dialogs().showing()) {
     memory::DialogDriver d(*dialog);

@@ -19,7 +19,8 @@ std::string Utf8(const std::string& gbk);
 // order, containers holding their children.
 nlohmann::json DialogJson(memory::DialogDriver& dialog);
 
-// One tree block: columns, tool tips and rows (with their children).
+// One tree block: columns, tool tips and rows (with their children). The rows
+// are held aside as text: SnapshotText puts them in.
 nlohmann::json TreeJson(memory::DialogDriver& dialog, const std::string& tree_id);
 
 // The bodies of the work part with their display state, and the named
@@ -29,6 +30,9 @@ nlohmann::json SystemsJson(memory::MemoryHost& host);
 
 // The dialogs shown now, innermost last.
 nlohmann::json DialogsJson(memory::MemoryHost& host);
+
+// The JSON text of a snapshot made of the blocks above, their rows included.
+std::string SnapshotText(const nlohmann::json& snapshot);
 
 // "#rrggbb" of a host colour index; grey for an index outside the table.
 std::string ColorText(int index);

@@ -243,6 +243,15 @@ TEST_F(MaterialBomTest, TheMaterialBomRunsThroughItsDialogsAsOnTheHost) {
   EXPECT_EQ(second["7"], U(u8"真空淬火HRC60-62"));
   EXPECT_EQ(second["16"], U(u8"CNC开粗-热处理-磨床-慢丝"));
 
+  // Quotes, backslashes and line breaks in a cell come back as typed.
+  a = Act({{"action", "edit"},
+           {"tree", "tree_control0"},
+           {"row", "2"},
+           {"col", 8},
+           {"text", U(u8"引号\"与\\反斜杠\t")}});
+  ASSERT_EQ(a.status, 200);
+  EXPECT_EQ(MaterialRows(a.body)[2]["texts"]["8"], U(u8"引号\"与\\反斜杠\t"));
+
   // A stale row is the action's own fault; nothing changes.
   a = Act({{"action", "click"}, {"tree", "tree_control0"}, {"row", "99"}});
   EXPECT_EQ(a.status, 400);
