@@ -63,7 +63,7 @@ class Studio:
 
     def __init__(self, part, workdir):
         self.proc = subprocess.Popen(
-            [ARGS.diebom, "studio", part, "--no-browser", "--config", ARGS.config],
+            [ARGS.diebom, "studio", part, "--no-browser", "--port", "0", "--config", ARGS.config],
             cwd=workdir, stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
         lines = queue.Queue()
         self.output = []
@@ -547,7 +547,7 @@ class StudioTest(unittest.TestCase):
         page.dialog_button(MATERIAL, "cancel", lambda: page.dialogs() == [])
         saved = os.path.join(self.tmp, "edited.xbf")
         page.choose_file("save", saved)
-        page.wait(lambda: os.path.exists(saved))
+        self.assertTrue(os.path.exists(saved))
         page.choose_file("open", self.part)
         self.assertEqual("sample_die", page.part_name())
         page.choose_file("open", saved)
