@@ -139,7 +139,8 @@ std::string Session::StateLocked(const json& extra) const {
       snapshot_.empty() ? std::string("{") : snapshot_.substr(0, snapshot_.size() - 1);
   json meta = {{"version", version_},
                {"busy", !waiting_},
-               {"acting_tab", acting_tab_.empty() ? json(nullptr) : json(acting_tab_)}};
+               {"acting_tab", acting_tab_.empty() ? json(nullptr) : json(acting_tab_)},
+               {"error", snapshot_error_}};
   for (auto it = extra.begin(); it != extra.end(); ++it) meta[it.key()] = it.value();
   const std::string tail = Text(meta);
   if (out.size() > 1) out += ',';
@@ -397,10 +398,16 @@ void Session::Publish(const json& pending) {
   }
   s["files"] = std::move(files);
 
+  // The error goes with the server's fields, so a refusal can replace it.
+  json error = std::move(s["error"]);
+  s.erase("error");
   std::string text = SnapshotText(s);
   std::lock_guard<std::mutex> lock(mutex_);
-  const bool same = text == snapshot_;
-  if (!same) snapshot_ = std::move(text);
+  const bool same = text == snapshot_ && error == snapshot_error_;
+  if (!same) {
+    snapshot_ = std::move(text);
+    snapshot_error_ = std::move(error);
+  }
   if (!same || !waiting_) ++version_;
   waiting_ = true;
   if (action_ && action_taken_) {

@@ -108,7 +108,8 @@ class Session {
   // Shared with the server's threads.
   std::mutex mutex_;
   std::condition_variable changed_;
-  std::string snapshot_;  // the engine's part as JSON text, made on the host thread
+  std::string snapshot_;           // the engine's part as JSON text, made on the host thread
+  nlohmann::json snapshot_error_;  // what the last open or save said (UTF-8) or null
   std::int64_t version_ = 0;
   bool stopping_ = false, finished_ = false;
   bool waiting_ = false;  // the host thread waits for the person
