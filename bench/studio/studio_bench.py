@@ -2,8 +2,8 @@
 """The studio on the 1,000-body die, in headless chromium:
 
 - from the run command to the material tree drawn in the browser (the options
-  dialog confirmed as soon as it shows), against `diebom bom` on the same part
-  file, and their ratio (goal: at most 1.5);
+  dialog confirmed as soon as it shows, every body a row of its own), against
+  `diebom bom` on the same part file, and their ratio (goal: at most 1.5);
 - a cell edit's round trip: from the Enter that ends the typing to the row
   drawn again with the new text (goal: median at most 50 ms, 95th percentile
   at most 150 ms);
@@ -26,6 +26,7 @@ import time
 
 from selenium import webdriver
 from selenium.webdriver.chrome.service import Service
+from selenium.common.exceptions import ElementClickInterceptedException, StaleElementReferenceException
 from selenium.webdriver.common.by import By
 from selenium.webdriver.support.ui import WebDriverWait
 
@@ -74,11 +75,28 @@ editor.value = text;
 const t0 = performance.now();
 const check = () => {
   const cell = tree.querySelector('[data-row="' + row + '"] [data-col="' + col + '"]');
-  if (cell && cell.textContent === text) { obs.disconnect(); done(performance.now() - t0); }
+  if (cell && cell.textContent === text) {
+    obs.disconnect();
+    const total = performance.now() - t0;
+    const calls = performance.getEntriesByType('resource').filter(e => e.name.includes('/api/action'));
+    const server = calls.length ? calls[calls.length - 1].duration : 0;
+    performance.clearResourceTimings();
+    done([total, server, studioTest.renderMs()]);
+  }
 };
 const obs = new MutationObserver(check);
 obs.observe(tree, {childList: true, subtree: true, characterData: true});
 editor.dispatchEvent(new KeyboardEvent('keydown', {key: 'Enter', bubbles: true}));
+"""
+
+
+# A person's click on a cell (scrolled into the middle of its tree first);
+# the cell is looked up anew, as rows are drawn anew.
+CLICK_JS = """
+const cell = document.querySelector(arguments[0]);
+cell.scrollIntoView({block: 'center'});
+const r = cell.getBoundingClientRect();
+cell.dispatchEvent(new MouseEvent('click', {bubbles: true, detail: 1, clientX: r.left + 5, clientY: r.top + 5}));
 """
 
 
@@ -100,7 +118,7 @@ def main():
         out = os.path.join(tmp, "out")
         os.makedirs(out)
         part = os.path.join(tmp, "saved.xbf")
-        bom = [args.diebom, "bom", "--same-body", "--config", args.config, "--header", args.header, "--out", out]
+        bom = [args.diebom, "bom", "--config", args.config, "--header", args.header, "--out", out]
         timed(bom[:2] + [os.path.join(tmp, "die.xbf"), "--save", part] + bom[2:], tmp)
         cli = min(timed(bom[:2] + [part] + bom[2:], tmp) for _ in range(2))
 
@@ -112,13 +130,14 @@ def main():
             t0 = time.perf_counter()
             driver.find_element(By.CSS_SELECTOR, '[data-command="run-material"]').click()
             wait(driver, lambda: driver.find_elements(By.CSS_SELECTOR, OPTIONS))
-            driver.find_element(By.CSS_SELECTOR, OPTIONS + ' [data-block="toggle0"] input').click()
-            wait(driver, lambda: driver.find_element(By.CSS_SELECTOR, OPTIONS + ' [data-block="toggle0"] input').is_selected())
             driver.find_element(By.CSS_SELECTOR, OPTIONS + ' [data-dialog-button="ok"]').click()
             while True:
-                boxes = driver.find_elements(By.CSS_SELECTOR, '[data-message] [data-button="1"]')
+                boxes = driver.find_elements(By.CSS_SELECTOR, '[data-message] [data-button="1"]:not(:disabled)')
                 if boxes:
-                    boxes[0].click()  # the start-up's notes, answered at once
+                    try:
+                        boxes[0].click()  # the start-up's notes, answered at once
+                    except (StaleElementReferenceException, ElementClickInterceptedException):
+                        pass  # drawn anew meanwhile
                     continue
                 if driver.find_elements(By.CSS_SELECTOR, MATERIAL + ' [data-block="tree_control0"] .tr'):
                     break
@@ -129,22 +148,24 @@ def main():
             paths = driver.execute_script(
                 "return [...document.querySelectorAll('%s [data-block=\"tree_control0\"] .tr')]"
                 ".map(r => r.dataset.row).filter(p => !p.includes('.'))" % MATERIAL)
-            times = []
+            print("run command to material tree drawn: %.2f s (diebom bom: %.2f s), %d rows drawn"
+                  % (studio, cli, rows), flush=True)
+            times, parts = [], []
             for i in range(args.edits):
                 path = paths[(i * 37) % len(paths)]
                 cell = MATERIAL + ' [data-row="%s"] [data-col="8"]' % path
-                driver.execute_script("document.querySelector(arguments[0]).scrollIntoView({block: 'center'})", cell)
+                # Select the row (a click), then a second click opens the cell's editor.
                 v = int(driver.execute_script("return document.body.dataset.version"))
-                driver.find_element(By.CSS_SELECTOR, cell).click()
+                driver.execute_script(CLICK_JS, cell)
                 wait(driver, lambda: int(driver.execute_script("return document.body.dataset.version")) > v)
-                if "sel" not in driver.find_element(By.CSS_SELECTOR, MATERIAL + ' [data-row="%s"]' % path).get_attribute("class"):
-                    continue
-                driver.execute_script("""
-                  const cell = document.querySelector(arguments[0]);
-                  const r = cell.getBoundingClientRect();
-                  cell.dispatchEvent(new MouseEvent('click', {bubbles: true, detail: 1, clientX: r.left + 5, clientY: r.top + 5}));""", cell)
+                wait(driver, lambda: driver.execute_script(
+                    "return document.querySelector(arguments[0]).classList.contains('sel')",
+                    MATERIAL + ' [data-row="%s"]' % path), 30)
+                driver.execute_script(CLICK_JS, cell)
                 wait(driver, lambda: driver.find_elements(By.CSS_SELECTOR, '[data-editor="text"]'), 30)
-                times.append(driver.execute_async_script(EDIT_JS, "备注%d" % i))
+                total, server, drawn = driver.execute_async_script(EDIT_JS, "备注%d" % i)
+                times.append(total)
+                parts.append((server, drawn))
 
             sent = driver.execute_script("""
               const nav = performance.getEntriesByType('navigation')[0];
@@ -171,6 +192,8 @@ def main():
               % (studio, cli, ratio, "met" if ratio <= 1.5 else "NOT met"))
         print("  cell edit round trip over %d edits: median %.1f ms (goal <= 50: %s), 95th percentile %.1f ms (goal <= 150: %s), max %.1f ms"
               % (len(times), median, "met" if median <= 50 else "NOT met", p95, "met" if p95 <= 150 else "NOT met", times[-1]))
+        print("  of which (medians): the action's request and answer %.1f ms, drawing the snapshot %.1f ms"
+              % (statistics.median(p[0] for p in parts), statistics.median(p[1] for p in parts)))
         print("  sent: page %.2f MB + meshes %.2f MB = %.2f MB (goal <= 30: %s)"
               % (sent[0] / 1e6, sent[1] / 1e6, total, "met" if total <= 30 else "NOT met"))
     finally:

@@ -160,6 +160,7 @@
   }
 
   function render() {
+    const t0 = performance.now();
     const snap = S.snap;
     renderBar(snap);
     renderBanners(snap);
@@ -169,6 +170,7 @@
     renderBodies(snap);
     renderListing(snap);
     document.body.dataset.version = String(snap.version);
+    S.renderMs = performance.now() - t0;
   }
 
   function renderBar(snap) {
@@ -1322,18 +1324,27 @@
       this.say("");
       if (first) this.paint(S.snap, true);
     },
+    // Brings the meshes to the snapshot's colours, visibility and highlight;
+    // the view is drawn again only when one of them changed.
     paint(snap, fit) {
       const pending = new Set(S.pending);
+      let changed = false;
       for (const b of snap.bodies || []) {
         const m = this.meshes.get(b.tag);
         if (!m) continue;
-        m.visible = !b.blanked && b.layer_visible !== false;
-        const color = pending.has(b.tag) ? PENDING : b.highlighted ? HIGHLIGHT : new THREE.Color(b.rgb || "#c0c0c0").getHex();
-        m.material.color.setHex(color);
-        m.material.emissive.setHex(b.highlighted || pending.has(b.tag) ? 0x402000 : 0x000000);
+        const visible = !b.blanked && b.layer_visible !== false;
+        const marked = pending.has(b.tag) ? 2 : b.highlighted ? 1 : 0;
+        const key = (visible ? "v" : "h") + marked + b.rgb;
+        if (m.userData.key === key) continue;
+        m.userData.key = key;
+        changed = true;
+        m.visible = visible;
+        m.material.color.setHex(marked === 2 ? PENDING : marked === 1 ? HIGHLIGHT
+          : new THREE.Color(b.rgb || "#c0c0c0").getHex());
+        m.material.emissive.setHex(marked ? 0x402000 : 0x000000);
       }
       if (fit) this.fit();
-      this.draw();
+      if (changed || fit) this.draw();
     },
     visibleBox() {
       const box = new THREE.Box3();
@@ -1600,6 +1611,7 @@
     webgl: () => View.ok,
     meshVersion: () => S.meshVersion,
     fit: () => View.fit(),
+    renderMs: () => S.renderMs, // how long the last snapshot took to draw
   };
 
   View.init();
