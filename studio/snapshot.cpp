@@ -1,6 +1,7 @@
 #include "studio/snapshot.h"
 
 #include <cstdio>
+#include <set>
 #include <unordered_map>
 
 #include "host/memory/colors.h"
@@ -243,7 +244,29 @@ json DialogsJson(memory::MemoryHost& host) {
   return out;
 }
 
+std::set<host::Tag> SelectedBodies(memory::MemoryHost& host) {
+  std::set<host::Tag> out;
+  for (memory::MemoryDialog* dialog : host.memory_dialogs().showing()) {
+    memory::DialogDriver d(*dialog);
+    if (d.closed()) continue;
+    for (const memory::BlockLayout& b : d.layout().blocks) {
+      if (b.type == host::BodyCollector::kType) {
+        for (host::Tag t : d.block(b.id).GetProperties().GetTaggedObjectVector("SelectedObjects"))
+          out.insert(t);
+      } else if (b.type == host::Tree::kType) {
+        // A row names its body in its data, as the host's trees keep it.
+        for (host::Node* node : d.tree(b.id).GetSelectedNodes()) {
+          host::DataContainer& data = node->GetNodeData();
+          if (data.HasKey("Data")) out.insert(data.GetTaggedObject("Data"));
+        }
+      }
+    }
+  }
+  return out;
+}
+
 json BodiesJson(memory::MemoryHost& host) {
+  const std::set<host::Tag> selected = SelectedBodies(host);
   json out = json::array();
   host::Objects& objects = host.objects();
   for (host::Tag b : host.bodies().PartBodies(host.session().WorkPart())) {
@@ -255,7 +278,8 @@ json BodiesJson(memory::MemoryHost& host) {
                    {"color", color},
                    {"rgb", ColorText(color)},
                    {"blanked", objects.IsBlanked(b)},
-                   {"highlighted", objects.IsHighlighted(b)},
+                   {"highlighted", objects.IsHighlighted(b) || selected.count(b) != 0},
+                   {"selected", selected.count(b) != 0},
                    {"layer_visible", host.layers().AskStatus(layer) != host::kStatusHidden}});
   }
   return out;

@@ -24,7 +24,8 @@ nlohmann::json DialogJson(memory::DialogDriver& dialog);
 nlohmann::json TreeJson(memory::DialogDriver& dialog, const std::string& tree_id);
 
 // The bodies of the work part with their display state, and the named
-// coordinate systems.
+// coordinate systems. A body picked in a selection block of a shown dialog,
+// or the body of a selected tree row, is "selected" and drawn highlighted.
 nlohmann::json BodiesJson(memory::MemoryHost& host);
 nlohmann::json SystemsJson(memory::MemoryHost& host);
 

@@ -268,6 +268,15 @@ TEST_F(MaterialBomTest, TheMaterialBomRunsThroughItsDialogsAsOnTheHost) {
   a = Act({{"action", "click"}, {"tree", "tree_control0"}, {"row", "2"}, {"col", 1}});
   ASSERT_EQ(a.status, 200);
   EXPECT_TRUE(MaterialRows(a.body)[2]["selected"]);
+  // The selected row's body is highlighted in the view.
+  int highlighted = 0;
+  for (const json& body : a.body["bodies"]) {
+    if (!body["highlighted"].get<bool>()) continue;
+    ++highlighted;
+    EXPECT_EQ(body["name"], U(u8"上夹板"));
+    EXPECT_EQ(body["selected"], true);
+  }
+  EXPECT_EQ(highlighted, 1);
   a = Act({{"action", "menu"}, {"tree", "tree_control0"}, {"row", "2"}, {"col", 1}});
   ASSERT_EQ(a.status, 200);
   std::vector<std::string> menu;
