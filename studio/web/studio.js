@@ -87,7 +87,7 @@
       banner("无法连接 studio 服务器：" + e.message, "error");
       return null;
     }
-    const j = await r.json().catch(() => null);
+    const j = await readSnapshot(r, false);
     setBusy(-1);
     if (r.status === 403) {
       forbidden();
@@ -104,14 +104,33 @@
     return null;
   }
 
+  // A snapshot's text is large (every body and row): the long poll does not
+  // parse one whose version is drawn already (an action's answer brought
+  // it). The version is the object's last key.
+  async function readSnapshot(r, skipDrawn) {
+    const text = await r.text().catch(() => "");
+    const m = skipDrawn && /"version":(\d+)\}\s*$/.exec(text.slice(-40));
+    if (m && S.snap && Number(m[1]) <= S.snap.version) return S.snap;
+    try {
+      return JSON.parse(text);
+    } catch (e) {
+      return null;
+    }
+  }
+
   async function poll() {
     let since = null;
     for (;;) {
       if (S.forbidden) return;
       try {
         const url = "/api/state?tab=" + tab + (since === null ? "" : "&since=" + since);
-        const snap = await getJson(url);
-        apply(snap);
+        const r = await fetch(url, { headers: headers() });
+        if (r.status === 403) {
+          forbidden();
+          return;
+        }
+        if (!r.ok) throw new Error(r.status + " " + r.statusText);
+        apply(await readSnapshot(r, true));
         since = S.snap ? S.snap.version : null;
       } catch (e) {
         if (S.forbidden) return;
