@@ -1426,9 +1426,9 @@
       const rect = this.renderer.domElement.getBoundingClientRect();
       const c = m.geometry.boundingBox.getCenter(new THREE.Vector3()).project(this.camera);
       const x0 = rect.left + ((c.x + 1) / 2) * rect.width, y0 = rect.top + ((1 - c.y) / 2) * rect.height;
-      for (let r = 0; r < 40; r += 2) {
-        for (let a = 0; a < 8; a++) {
-          const x = x0 + r * Math.cos(a * Math.PI / 4), y = y0 + r * Math.sin(a * Math.PI / 4);
+      for (let r = 0; r < 160; r += 4) {
+        for (let a = 0; a < 16; a++) {
+          const x = x0 + r * Math.cos(a * Math.PI / 8), y = y0 + r * Math.sin(a * Math.PI / 8);
           if (this.tagAt(x, y) === tag) return { x: Math.round(x), y: Math.round(y) };
           if (r === 0) break;
         }

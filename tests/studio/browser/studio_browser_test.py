@@ -320,6 +320,16 @@ class Page:
         return {e.text: e for e in menu.find_elements(By.CSS_SELECTOR, "[data-menu-item]")}
 
     # --- bodies ---------------------------------------------------------------------------------
+    def click_body_in_view(self, name):
+        """Clicks the body where the 3D view shows it, clear of the dialogs."""
+        point = self.d.execute_script("return studioTest.bodyPoint(arguments[0])", name)
+        self.t.assertIsNotNone(point, name + " is not to be seen in the view")
+        canvas = self.one("#view canvas")
+        self.t.assertEqual("CANVAS", self.d.execute_script(
+            "return document.elementFromPoint(arguments[0], arguments[1]).tagName", point["x"], point["y"]))
+        box = self.d.execute_script("const r = arguments[0].getBoundingClientRect(); return [r.left + r.width / 2, r.top + r.height / 2]", canvas)
+        ActionChains(self.d).move_to_element_with_offset(canvas, int(point["x"] - box[0]), int(point["y"] - box[1])).click().perform()
+
     def hidden_bodies(self):
         return sorted(e.get_attribute("data-body") for e in self.all(".body-item.hidden"))
 
@@ -492,6 +502,12 @@ class StudioTest(unittest.TestCase):
         page.acted(lambda: page.one('[data-body="下模座"]').click(),
                    lambda: page.selected(MATERIAL) == [page.row_path(MATERIAL, 2, "LB-01")])
         self.assertIn("(1) 下模座", page.block(MATERIAL, "bodySelect0").text)
+        # The top plate clicked in the 3D view, after the selection is cleared.
+        page.acted(lambda: page.block(MATERIAL, "bodySelect0").find_element(By.CSS_SELECTOR, "button").click(),
+                   lambda: "(0)" in page.block(MATERIAL, "bodySelect0").text)
+        page.acted(lambda: page.click_body_in_view("上模座"),
+                   lambda: "(1) 上模座" in page.block(MATERIAL, "bodySelect0").text)
+        self.assertEqual([page.row_path(MATERIAL, 2, "UB-01")], page.selected(MATERIAL))
 
         # The allowance dialog of a row, stacked over the material BOM; the
         # body highlighted; the blank's coordinate system asked for; saved.
