@@ -863,7 +863,7 @@
     const cols = (t.columns || []).filter((c) => c.visible !== false);
     const depth = maxDepth(t.rows || [], 0);
     const checks = hasChecks(t.rows || []);
-    const gutter = 4 + depth * 12 + (depth > 0 || hasChildren(t.rows || []) ? 12 : 0) + (checks ? 16 : 0);
+    const gutter = 4 + depth * 12 + 12 + (checks ? 16 : 0);
     const colSig = JSON.stringify(cols) + t.tooltips + "/" + gutter;
     if (colSig !== T.colSig) {
       T.colSig = colSig;
@@ -900,10 +900,6 @@
     let d = level;
     for (const r of rows) if (r.expanded && r.children && r.children.length) d = Math.max(d, maxDepth(r.children, level + 1));
     return d;
-  }
-
-  function hasChildren(rows) {
-    return rows.some((r) => r.children && r.children.length);
   }
 
   function hasChecks(rows) {
