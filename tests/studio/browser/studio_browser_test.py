@@ -350,12 +350,12 @@ def lines(rows, columns):
     return ["  " * level + " | ".join(cells[c] for c in columns) for level, cells in rows]
 
 
-def spec_cells(spec):
+def size_cells(size):
     """How the workbook spreads a size over its L, x, W, x, T cells."""
-    m = re.fullmatch(r"Φ(.*)xH(.*)", spec)
+    m = re.fullmatch(r"Φ(.*)xH(.*)", size)
     if m:
         return ["", "", "Φ" + m.group(1), "x", m.group(2)]
-    l, w, t = spec.split("x")
+    l, w, t = size.split("x")
     return [l, "x", w, "x", t]
 
 
@@ -544,7 +544,7 @@ class StudioTest(unittest.TestCase):
         tops = [cells for path, cells, _, _ in page.rows(MATERIAL) if "." not in path]
         written = [sheet.row_values(6 + i) for i in range(len(tops))]
         self.assertEqual(
-            [[str(i + 1), c["1"], c["2"], c["3"]] + spec_cells(c["4"]) + [c["5"], "块", c["7"], c["8"], c["15"],
+            [[str(i + 1), c["1"], c["2"], c["3"]] + size_cells(c["4"]) + [c["5"], "块", c["7"], c["8"], c["15"],
              c["16"], c["9"], c["10"], c["11"], c["12"], c["13"], c["14"]] for i, c in enumerate(tops)],
             written)
         self.assertEqual(["1", "上垫板", "UB-01", "45#", "400.0", "x", "253.5", "x", "45.0"], written[0][:9])
