@@ -34,6 +34,8 @@ constexpr const char* kHelp =
     "                  changed, new or removed, with its blank before and after\n"
     "  report PART     draw every material row's body in its blank (an HTML page)\n"
     "  sample OUTDIR   write the sample die, its configuration and templates\n"
+    "  studio [PART]   the plug-in's dialogs in a browser: run the material and the\n"
+    "                  standard-part BOM by hand, save the part, fetch the workbooks\n"
     "\n"
     "Options:\n"
     "  -h, --help      show this help and exit\n"
@@ -157,6 +159,10 @@ int Main(const std::vector<std::string>& args) {
     if (first == "parts") {
       command = first;
       return RunParts(rest);
+    }
+    if (first == "studio") {
+      command = first;
+      return RunStudio(rest);
     }
     if (first == "sample") {
       command = first;

@@ -56,6 +56,7 @@ int RunBom(const std::vector<std::string>& args);
 int RunDiff(const std::vector<std::string>& args);
 int RunReport(const std::vector<std::string>& args);
 int RunSample(const std::vector<std::string>& args);
+int RunStudio(const std::vector<std::string>& args);
 
 // A local (UTF-8) path in a GBK message; characters without a GBK form become "?".
 std::string PathText(const std::string& utf8_path);

@@ -155,9 +155,11 @@ int MessagesImpl::ShowMessage(const std::string& title, int type, const std::str
 int MessagesImpl::ShowMessage(const std::string& title, int type,
                               const std::vector<std::string>& lines) {
   MessageRecord record{title, type, lines, 1};
-  if (type == host::kQuestionMessage) {
-    if (h_.answers_.empty() && h_.answerer_) {
-      record.answer = h_.answerer_(record);
+  if (type != host::kQuestionMessage && h_.responder_.message) {
+    record.answer = h_.responder_.message(record);
+  } else if (type == host::kQuestionMessage) {
+    if (h_.answers_.empty() && (h_.answerer_ || h_.responder_.message)) {
+      record.answer = h_.answerer_ ? h_.answerer_(record) : h_.responder_.message(record);
       h_.message_log_.push_back(record);
       return record.answer;
     }
@@ -195,8 +197,10 @@ int MessagesImpl::WriteListingWindow(const std::string& text) {
 
 host::SelectionResult SelectionImpl::SelectObjects(const std::string& prompt,
                                                    const std::string& title, host::SelectionScope,
-                                                   const std::vector<host::SelectionMask>&) {
-  h_.selection_requests_.push_back({prompt, title});
+                                                   const std::vector<host::SelectionMask>& masks) {
+  h_.selection_requests_.push_back({prompt, title, masks});
+  if (h_.selections_.empty() && h_.responder_.selection)
+    return h_.responder_.selection(h_.selection_requests_.back());
   if (h_.selections_.empty())
     throw ScriptError("a selection dialog \"" + title + "\" was shown with no answer queued");
   host::SelectionResult r = h_.selections_.front();
@@ -204,7 +208,9 @@ host::SelectionResult SelectionImpl::SelectObjects(const std::string& prompt,
   return r;
 }
 
-std::optional<std::string> SelectionImpl::AskString(const std::string& prompt, const std::string&) {
+std::optional<std::string> SelectionImpl::AskString(const std::string& prompt,
+                                                    const std::string& initial) {
+  if (h_.strings_.empty() && h_.responder_.text) return h_.responder_.text(prompt, initial);
   if (h_.strings_.empty())
     throw ScriptError("a text input \"" + prompt + "\" was shown with no answer queued");
   auto r = h_.strings_.front();
@@ -213,6 +219,7 @@ std::optional<std::string> SelectionImpl::AskString(const std::string& prompt, c
 }
 
 std::optional<host::CsysInfo> SelectionImpl::SpecifyCsys(const std::string& title) {
+  if (h_.csys_answers_.empty() && h_.responder_.csys) return h_.responder_.csys(title);
   if (h_.csys_answers_.empty())
     throw ScriptError("a coordinate-system dialog \"" + title +
                       "\" was shown with no answer queued");

@@ -87,11 +87,25 @@ class MemoryHost : public host::Host {
   // with nothing queued throws memory::ScriptError, which the program cannot catch.
   struct SelectionRequest {
     std::string prompt, title;
+    std::vector<host::SelectionMask> masks;
   };
   void QueueSelection(host::SelectionResult result) { selections_.push_back(std::move(result)); }
   void QueueString(std::optional<std::string> text) { strings_.push_back(std::move(text)); }
   void QueueCsys(std::optional<host::CsysInfo> csys) { csys_answers_.push_back(std::move(csys)); }
   const std::vector<SelectionRequest>& selection_requests() const { return selection_requests_; }
+
+  // --- The person at the host's window: what answers a box, a selection or an
+  // input dialog that finds nothing queued. Each part is optional. `message`
+  // answers every box (the button pressed), a question only after the queued
+  // answers and the answerer; the others answer as their queues would.
+  struct Responder {
+    std::function<int(const MessageRecord&)> message;
+    std::function<host::SelectionResult(const SelectionRequest&)> selection;
+    std::function<std::optional<std::string>(const std::string& prompt, const std::string& initial)>
+        text;
+    std::function<std::optional<host::CsysInfo>(const std::string& title)> csys;
+  };
+  void SetResponder(Responder responder) { responder_ = std::move(responder); }
 
   // --- Environment -------------------------------------------------------------
   void SetVariable(const std::string& name, const std::string& value) { variables_[name] = value; }
@@ -141,6 +155,7 @@ class MemoryHost : public host::Host {
   std::deque<std::optional<std::string>> strings_;
   std::deque<std::optional<host::CsysInfo>> csys_answers_;
   std::vector<SelectionRequest> selection_requests_;
+  Responder responder_;
   std::map<std::string, std::string> variables_;
   std::map<char, std::string> drives_;
   std::string working_folder_ = ".";

@@ -372,6 +372,7 @@ void MemoryDialogs::NoteShownRequest(const std::string& layout_file) {
 
 MemoryDialogs::Driver MemoryDialogs::TakeDriver(const std::string& layout_file) {
   auto it = drivers_.find(layout_file);
+  if ((it == drivers_.end() || it->second.empty()) && fallback_) return fallback_;
   if (it == drivers_.end() || it->second.empty()) {
     std::string queued;
     for (const auto& [file, queue] : drivers_) {

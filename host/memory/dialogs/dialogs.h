@@ -21,6 +21,7 @@
 #include <vector>
 
 #include "host/dialogs.h"
+#include "host/memory/dialogs/layout.h"
 
 namespace memory {
 
@@ -71,6 +72,9 @@ class DialogDriver {
 
   const std::string& layout_file() const;
   std::string title() const;
+  // The layout the dialog was built from: its buttons and its blocks in
+  // layout order, each with its kind and container.
+  const Layout& layout() const;
   // True once OK, Cancel or Close has ended the dialog.
   bool closed() const;
 
@@ -206,6 +210,10 @@ class MemoryDialogs : public host::Dialogs {
   std::size_t pending_drivers() const;
   std::size_t pending_drivers(const std::string& layout_file) const;
   void ClearDrivers() { drivers_.clear(); }
+  // The driver for a dialog shown while none is queued for its layout file
+  // (a person at a window, say): without one, such a Show is a ScriptError.
+  // Queued drivers still come first. Empty removes it.
+  void SetFallbackDriver(Driver driver) { fallback_ = std::move(driver); }
 
   // The layout files of every dialog created (or attempted) and every Show, in order.
   const std::vector<std::string>& created() const { return created_; }
@@ -231,6 +239,7 @@ class MemoryDialogs : public host::Dialogs {
   MemoryHost& host_;
   std::string layout_folder_;
   std::map<std::string, std::deque<Driver>> drivers_;
+  Driver fallback_;
   std::vector<std::string> created_, shown_;
   std::vector<MemoryDialog*> showing_;
 };

@@ -73,6 +73,7 @@ MemoryDialog& DialogDriver::dialog() const { return *dialog_; }
 
 const std::string& DialogDriver::layout_file() const { return dialog().layout().file; }
 std::string DialogDriver::title() const { return dialog().layout().title; }
+const Layout& DialogDriver::layout() const { return dialog().layout(); }
 bool DialogDriver::closed() const { return dialog().closed(); }
 
 // --- Values ---------------------------------------------------------------------------

@@ -144,4 +144,54 @@ TEST(MemoryPart, MessageBoxesTakeScriptedAnswers) {
   EXPECT_EQ(h.message_log()[1].lines, (std::vector<std::string>{"a", "b"}));
 }
 
+TEST(MemoryPart, AResponderAnswersWhatNothingQueuedAnswersAndQueuesStillComeFirst) {
+  MemoryHost h;
+  std::vector<std::string> asked;
+  MemoryHost::Responder responder;
+  responder.message = [&](const memory::MessageRecord& box) {
+    asked.push_back(box.title + ":" + std::to_string(box.type));
+    return box.type == host::kQuestionMessage ? host::kSecondButton : host::kFirstButton;
+  };
+  responder.selection = [&](const MemoryHost::SelectionRequest& request) {
+    asked.push_back("select:" + request.prompt + ":" + std::to_string(request.masks.size()));
+    return host::SelectionResult{host::SelectionResponse::Back, {}};
+  };
+  responder.text = [&](const std::string& prompt, const std::string& initial) {
+    asked.push_back("text:" + prompt + ":" + initial);
+    return std::optional<std::string>("输入");
+  };
+  responder.csys = [&](const std::string& title) {
+    asked.push_back("csys:" + title);
+    return std::optional<host::CsysInfo>();
+  };
+  h.SetResponder(responder);
+
+  // Every kind of box reaches the person, not only questions.
+  EXPECT_EQ(h.messages().ShowMessage("错误", host::kErrorMessage, "坏了"), 1);
+  EXPECT_EQ(h.messages().ShowMessage("提示", host::kQuestionMessage, "删除?"), 2);
+  h.QueueAnswer(host::kFirstButton);
+  EXPECT_EQ(h.messages().ShowMessage("提示", host::kQuestionMessage, "再问"), 1)
+      << "a queued answer comes before the person";
+  ASSERT_EQ(h.message_log().size(), 3u);
+  EXPECT_EQ(h.message_log()[1].answer, 2);
+
+  const host::SelectionResult picked = h.selection().SelectObjects(
+      "选择实体", "选择", host::SelectionScope::WorkPart, {{70, 0, 36}, {70, 0, 0}});
+  EXPECT_EQ(picked.response, host::SelectionResponse::Back);
+  h.QueueSelection({host::SelectionResponse::Ok, {7}});
+  EXPECT_EQ(h.selection().SelectObjects("再选", "选择", host::SelectionScope::WorkPart, {}).objects,
+            (std::vector<host::Tag>{7}));
+  EXPECT_EQ(h.selection().AskString("名称", "旧"), std::optional<std::string>("输入"));
+  EXPECT_FALSE(h.selection().SpecifyCsys("坐标系").has_value());
+  EXPECT_EQ(asked, (std::vector<std::string>{"错误:0", "提示:3", "select:选择实体:2",
+                                             "text:名称:旧", "csys:坐标系"}));
+  ASSERT_EQ(h.selection_requests().size(), 2u);
+  EXPECT_EQ(h.selection_requests()[0].masks[0].solid_body_subtype, 36);
+
+  // An answerer installed for a batch run keeps answering the questions.
+  h.SetAnswerer([](const memory::MessageRecord&) { return host::kFirstButton; });
+  EXPECT_EQ(h.messages().ShowMessage("提示", host::kQuestionMessage, "三问"), 1);
+  EXPECT_EQ(asked.size(), 5u);
+}
+
 }  // namespace

@@ -253,6 +253,30 @@ TEST_F(DialogsTest, ShowWithoutADriverOrADriverThatLeavesItOpenFailsClearly) {
   EXPECT_TRUE(dialogs().showing().empty());
 }
 
+TEST_F(DialogsTest, AFallbackDriverTakesTheDialogsNobodyQueuedADriverFor) {
+  std::vector<std::string> fallback_saw;
+  dialogs().SetFallbackDriver([&](DialogDriver& d) {
+    fallback_saw.push_back(d.layout_file());
+    d.Cancel();
+  });
+  WriteLayout("Other.dlx", kSample);
+  auto dialog = Sample();
+  auto other = host_.dialogs().CreateDialog("Other.dlx");
+  // Nested: the queued driver of the outer dialog opens the other one, which
+  // nobody queued a driver for.
+  dialogs().QueueDriver("Sample.dlx", [&](DialogDriver& d) {
+    EXPECT_EQ(other->Show(), host::kResponseCancel);
+    d.Ok();
+  });
+  EXPECT_EQ(dialog->Show(), host::kResponseOk);
+  EXPECT_EQ(fallback_saw, (Strings{"Other.dlx"}));
+  EXPECT_EQ(dialog->Show(), host::kResponseCancel) << "the queue is empty again";
+  EXPECT_EQ(fallback_saw, (Strings{"Other.dlx", "Sample.dlx"}));
+
+  dialogs().SetFallbackDriver(nullptr);
+  EXPECT_THROW_WITH(dialog->Show(), ScriptError, "no driver is queued");
+}
+
 // --- Values and selections ------------------------------------------------------------
 
 TEST_F(DialogsTest, ValuesComeFromTheLayoutChangesCallUpdateAndHiddenOrDisabledBlocksRefuse) {
