@@ -1315,6 +1315,7 @@
         this.meshes.set(tag, mesh);
         this.group.add(mesh);
       }
+      window.dispatchEvent(new CustomEvent("studio-mesh", { detail: { buf, offset: o } })); // 3D add-ons
       this.say("");
       if (first) this.paint(S.snap, true);
     },
@@ -1330,6 +1331,7 @@
       }
       if (fit) this.fit();
       this.draw();
+      window.dispatchEvent(new CustomEvent("studio-paint", { detail: snap })); // 3D add-ons draw after
     },
     visibleBox() {
       const box = new THREE.Box3();
@@ -1597,6 +1599,11 @@
     meshVersion: () => S.meshVersion,
     fit: () => View.fit(),
   };
+
+  // The 3D add-ons (blanks.js, picking.js) hook on here.
+  window.studioView = View;
+  window.studioSend = send;
+  window.studioState = S;
 
   View.init();
   poll();
