@@ -7,7 +7,9 @@
 #include <BRep_Tool.hxx>
 #include <Bnd_Box.hxx>
 #include <Poly_Triangulation.hxx>
+#include <TopExp.hxx>
 #include <TopExp_Explorer.hxx>
+#include <TopTools_IndexedMapOfShape.hxx>
 #include <TopoDS.hxx>
 #include <TopoDS_Face.hxx>
 
@@ -47,6 +49,8 @@ double Deflection(const TopoDS_Shape& shape) {
   return std::clamp(diagonal * 0.002, 0.01, 2.0);
 }
 
+constexpr std::uint32_t kFaceSection = 0x45434146;  // "FACE"
+
 }  // namespace
 
 BodyMesh TessellateBody(memory::MemoryHost& host, host::Tag body) {
@@ -57,8 +61,11 @@ BodyMesh TessellateBody(memory::MemoryHost& host, host::Tag body) {
   const TopoDS_Shape shape = copy.Shape();
   BRepMesh_IncrementalMesh mesher(shape, Deflection(shape), Standard_False, 0.35, Standard_False);
   BodyMesh out;
-  for (TopExp_Explorer ex(shape, TopAbs_FACE); ex.More(); ex.Next()) {
-    const TopoDS_Face face = TopoDS::Face(ex.Current());
+  // The copy keeps the order of faces, so an index here is the host's index.
+  TopTools_IndexedMapOfShape face_map;
+  TopExp::MapShapes(shape, TopAbs_FACE, face_map);
+  for (int f = 1; f <= face_map.Extent(); ++f) {
+    const TopoDS_Face face = TopoDS::Face(face_map(f));
     TopLoc_Location location;
     const Handle(Poly_Triangulation) tri = BRep_Tool::Triangulation(face, location);
     if (tri.IsNull()) continue;
@@ -75,6 +82,7 @@ BodyMesh TessellateBody(memory::MemoryHost& host, host::Tag body) {
       const gp_XYZ n = (points[b - 1] - points[a - 1]).Crossed(points[c - 1] - points[a - 1]);
       for (int v : {a, b, c}) normals[v - 1] += n;
       for (int v : {a, b, c}) out.indices.push_back(base + static_cast<std::uint32_t>(v - 1));
+      out.faces.push_back(static_cast<std::uint32_t>(f));
     }
     for (std::size_t i = 0; i < points.size(); ++i) {
       const double length = normals[i].Modulus();
@@ -92,6 +100,7 @@ std::string MeshCache::Build(memory::MemoryHost& host) {
   std::string out;
   PutU32(out, static_cast<std::uint32_t>(bodies.size()));
   std::set<std::uint64_t> seen;
+  std::vector<const BodyMesh*> meshes;
   for (host::Tag b : bodies) {
     const std::uint64_t identity = host.bodies().GeometryIdentity(b);
     seen.insert(identity);
@@ -102,12 +111,19 @@ std::string MeshCache::Build(memory::MemoryHost& host) {
       ++tessellated_;
     }
     const BodyMesh& m = *it->second;
+    meshes.push_back(&m);
     PutU32(out, b);
     PutU32(out, static_cast<std::uint32_t>(m.positions.size() / 3));
     PutU32(out, static_cast<std::uint32_t>(m.indices.size()));
     PutFloats(out, m.positions);
     PutFloats(out, m.normals);
     for (std::uint32_t i : m.indices) PutU32(out, i);
+  }
+  PutU32(out, kFaceSection);
+  for (std::size_t i = 0; i < bodies.size(); ++i) {
+    const std::vector<host::Tag> tags = host.bodies().BodyFaces(bodies[i]);
+    PutU32(out, static_cast<std::uint32_t>(meshes[i]->faces.size()));
+    for (std::uint32_t f : meshes[i]->faces) PutU32(out, f <= tags.size() ? tags[f - 1] : 0);
   }
   // Geometries no longer in the part are forgotten.
   for (auto it = by_geometry_.begin(); it != by_geometry_.end();)

@@ -2,7 +2,10 @@
 // tessellation, in one little-endian buffer:
 //   uint32 count, then per body: uint32 tag, uint32 vertex_count,
 //   uint32 index_count, float32[3 * vertex_count] positions,
-//   float32[3 * vertex_count] normals, uint32[index_count] indices.
+//   float32[3 * vertex_count] normals, uint32[index_count] indices;
+// then the faces: uint32 "FACE" (0x45434146), and per body in the same order
+// uint32 triangle_count, uint32[triangle_count] the host's tag of the face
+// each triangle belongs to. A reader that knows only the bodies stops before.
 // Triangles face outwards. A body is tessellated once per geometry: the cache
 // keeps each geometry's triangles until it is no longer in the part.
 #pragma once
@@ -21,6 +24,7 @@ namespace studio {
 struct BodyMesh {
   std::vector<float> positions, normals;  // three per vertex
   std::vector<std::uint32_t> indices;     // three per triangle
+  std::vector<std::uint32_t> faces;       // per triangle: the face's index in the face map
 };
 
 // Tessellates a body's shape (a copy of it: the model's own shape is left

@@ -390,6 +390,7 @@ void Session::Publish(const json& pending) {
   s["listing"] = Utf8(host_.listing());
   s["bodies"] = BodiesJson(host_);
   s["systems"] = SystemsJson(host_);
+  s["blanks"] = blanks_.Json(host_);
   NoteWrittenFiles();
   json files = json::array();
   {

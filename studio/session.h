@@ -23,6 +23,7 @@
 
 #include "host/memory/dialogs/dialogs.h"
 #include "host/memory/memory_host.h"
+#include "studio/blanks.h"
 #include "studio/mesh.h"
 
 namespace studio {
@@ -130,6 +131,7 @@ class Session {
   std::string part_path_;  // local path of the open part
   bool modified_ = false;
   std::vector<std::pair<host::Tag, std::uint64_t>> geometry_;  // what the meshes were made of
+  BlankCache blanks_;  // the bodies' blanks, measured again only when changed
   std::int64_t mesh_version_ = 0;
   std::shared_ptr<const std::string> mesh_;
   MeshCache mesh_cache_;

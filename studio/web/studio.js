@@ -1336,6 +1336,7 @@
         this.meshes.set(tag, mesh);
         this.group.add(mesh);
       }
+      window.dispatchEvent(new CustomEvent("studio-mesh", { detail: { buf, offset: o } })); // 3D add-ons
       this.say("");
       if (first) this.paint(S.snap, true);
     },
@@ -1360,6 +1361,7 @@
       }
       if (fit) this.fit();
       if (changed || fit) this.draw();
+      window.dispatchEvent(new CustomEvent("studio-paint", { detail: snap })); // 3D add-ons draw after
     },
     visibleBox() {
       const box = new THREE.Box3();
@@ -1628,6 +1630,11 @@
     fit: () => View.fit(),
     renderMs: () => S.renderMs, // how long the last snapshot took to draw
   };
+
+  // The 3D add-ons (blanks.js, picking.js) hook on here.
+  window.studioView = View;
+  window.studioSend = send;
+  window.studioState = S;
 
   View.init();
   poll();
