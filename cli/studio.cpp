@@ -48,6 +48,9 @@ constexpr const char* kStudioHelp =
     "                 (default: the shipped sample configuration)\n"
     "  --out DIR      where the exports write their workbooks: the desktop and the\n"
     "                 default export folder (default: ./studio-out, made if missing)\n"
+    "  --previous OLD OLD is the part file of the previous revision: its BOM is\n"
+    "                 carried over to PART before anything runs (as diebom bom\n"
+    "                 --previous does); the page's open takes a previous part too\n"
     "  --port N       listen on port N (default, or 0: a free port)\n"
     "  --no-browser   do not open the desktop's browser\n"
     "  -h, --help     show this help and exit\n";
@@ -82,6 +85,7 @@ std::string WebDir() {
 int RunStudio(const std::vector<std::string>& args) {
   const ParsedArgs parsed = ParseArgs(args, {{"config", 0, true},
                                              {"out", 0, true},
+                                             {"previous", 0, true},
                                              {"port", 0, true},
                                              {"no-browser", 0, false},
                                              {"help", 'h', false}});
@@ -120,8 +124,13 @@ int RunStudio(const std::vector<std::string>& args) {
   for (int sig : {SIGINT, SIGTERM, SIGHUP}) sigaddset(&interrupts, sig);
   ::pthread_sigmask(SIG_BLOCK, &interrupts, nullptr);
 
+  const std::string previous = value("previous", "");
+  if (parsed.values.count("previous") && (previous.empty() || part.empty()))
+    throw UsageError(
+        "--previous needs the previous revision's part file, and a PART to carry it over to");
   studio::SessionOptions options;
   options.part = part;
+  options.previous = previous;
   options.out_folder = out;
   studio::Session session(options);
   Workspace workspace(session.host(), value("config", SampleConfigRoot()));

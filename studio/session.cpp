@@ -6,11 +6,13 @@
 #include <filesystem>
 #include <set>
 
+#include "config/material_bom_config.h"
 #include "entry/entry.h"
 #include "host/memory/dialogs/dialogs.h"
 #include "host/memory/part_file.h"
 #include "host/text.h"
 #include "part_bom/export_part_bom.h"
+#include "revision/previous_part.h"
 #include "studio/actions.h"
 #include "studio/mesh.h"
 #include "studio/snapshot.h"
@@ -199,7 +201,7 @@ std::vector<WrittenFile> Session::Files() {
 void Session::HostMain() {
   try {
     InstallPerson();
-    if (!options_.part.empty()) OpenPart(options_.part);
+    if (!options_.part.empty()) OpenPart(options_.part, options_.previous);
     for (;;) IdleAction(WaitForAction(Point::kIdle, json::object()));
   } catch (const Stopped&) {
   }
@@ -464,7 +466,12 @@ void Session::IdleAction(const json& action) {
       Answer(400, Error("\"open\" needs the \"path\" of a STEP or part file"));
       return;
     }
-    OpenPart(*path);
+    const auto previous = action.find("previous");
+    if (previous != action.end() && !previous->is_string()) {
+      Answer(400, Error("\"previous\" is the part file of the previous revision, a text"));
+      return;
+    }
+    OpenPart(*path, previous == action.end() ? std::string() : previous->get<std::string>());
   } else if (name == "save") {
     SavePart(action.value("path", std::string()));
   }
@@ -500,13 +507,43 @@ void Session::RunParts() {
   }
 }
 
-void Session::OpenPart(const std::string& path) {
+void Session::OpenPart(const std::string& path, const std::string& previous) {
   try {
     memory::OpenPart(host_, path);
     std::error_code ec;
     part_path_ = fs::absolute(path, ec).lexically_normal().string();
     modified_ = false;
     error_.clear();
+  } catch (const std::exception& e) {
+    error_ = Utf8(e.what());
+    return;
+  }
+  if (!previous.empty()) CarryOverPrevious(previous);
+}
+
+// A revision: the previous BOM onto the part just opened, before any command
+// sees it. What it found is written to the listing window; a previous part
+// that cannot be used is said and leaves the new part as it was read.
+void Session::CarryOverPrevious(const std::string& previous) {
+  try {
+    host_.session().Initialize();
+    struct Terminate {
+      host::Host& host;
+      ~Terminate() { host.session().Terminate(); }
+    } terminate{host_};
+    const config::MaterialBomSettings settings = config::MaterialBomSettings::Load(host_);
+    revision::CarryOverOptions options;
+    options.changed_colour = settings.common.changed_body_color;
+    options.settings = &settings;
+    const revision::CarryOverResult result = revision::CarryOver(host_, previous, options);
+    std::string totals;
+    for (revision::Status status : revision::kStatuses)
+      totals += text::Format("%s%s %d", totals.empty() ? "" : ", ", revision::StatusName(status),
+                             result.Count(status));
+    host_.messages().OpenListingWindow();
+    host_.messages().WriteListingWindow("carried over from " + text::Utf8ToGbkLenient(previous) +
+                                        ": " + totals + "\n");
+    modified_ = true;
   } catch (const std::exception& e) {
     error_ = Utf8(e.what());
   }

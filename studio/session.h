@@ -30,6 +30,7 @@ namespace studio {
 
 struct SessionOptions {
   std::string part;        // local path (UTF-8) of the part opened first; may be empty
+  std::string previous;    // the previous revision's part file, carried over onto `part`
   std::string out_folder;  // local folder the exports and the desktop map to
   // How long an action waits for the host to wait again before its answer
   // says the host is still busy.
@@ -98,7 +99,8 @@ class Session {
   void IdleAction(const nlohmann::json& action);
   void RunMaterial();
   void RunParts();
-  void OpenPart(const std::string& path);
+  void OpenPart(const std::string& path, const std::string& previous = {});
+  void CarryOverPrevious(const std::string& previous);
   void SavePart(const std::string& path);
   void NoteWrittenFiles();
 

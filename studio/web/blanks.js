@@ -102,12 +102,14 @@
       const shown = !body.blanked && body.layer_visible !== false;
       if (body.highlighted || (showAll && shown)) want.set(b.tag, b);
     }
+    let changed = false;
     for (const [tag, d] of drawn) {
       const b = want.get(tag);
       if (!b || JSON.stringify(b) !== d.key) {
         root.remove(d.group);
         dispose(d.group);
         drawn.delete(tag);
+        changed = true;
       }
     }
     for (const [tag, b] of want) {
@@ -115,8 +117,10 @@
       const group = blankObject(b);
       root.add(group);
       drawn.set(tag, { group, key: JSON.stringify(b) });
+      changed = true;
     }
-    View.draw();
+    // A frame of a large die is costly: draw only when a blank came or went.
+    if (changed) View.draw();
   }
 
   function toggle() {

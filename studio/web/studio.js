@@ -1475,8 +1475,11 @@
     const entries = el("div", { className: "entries" });
     const name = el("input", { type: "text", "data-chooser-name": "" });
     const up = el("button", { text: "↑ 上一级" });
+    // A revision is opened with the part file of the revision before it, whose BOM it takes over.
+    const previous = el("input", { type: "text", "data-chooser-previous": "" });
     const body = el("div", { className: "box-body" }, [el("div", {}, [up]), dirLine, entries,
-      el("label", { text: o.mode === "folder" ? "文件夹" : "文件名" }, [name])]);
+      el("label", { text: o.mode === "folder" ? "文件夹" : "文件名" }, [name]),
+      ...(o.mode === "open" ? [el("label", { text: "上一版本 (.xbf，可空)" }, [previous])] : [])]);
     let dir = o.dir || "", parent = null;
     const okText = { open: "打开", save: "保存", folder: "选择" }[o.mode];
     const finish = () => {
@@ -1491,7 +1494,8 @@
         return;
       }
       closeChooser();
-      o.done(n.startsWith("/") ? n : joinPath(dir, n));
+      const p = previous.value.trim();
+      o.done(n.startsWith("/") ? n : joinPath(dir, n), p && (p.startsWith("/") ? p : joinPath(dir, p)));
     };
     const box = hostChooser(o.title, body, [
       el("button", { "data-button": "ok", text: okText, onclick: finish }),
@@ -1554,7 +1558,7 @@
     } else if (name === "open") {
       chooser({
         mode: "open", title: "打开部件 (STEP 或 .xbf)", dir: dirOf(snap.part && snap.part.path),
-        done: (path) => act({ action: "open", path }),
+        done: (path, previous) => act(previous ? { action: "open", path, previous } : { action: "open", path }),
       });
     } else if (name === "save") {
       const part = snap.part;

@@ -475,5 +475,32 @@ TEST_F(StudioTest, TheMeshHoldsEveryBodyWithOutwardTrianglesAndIsMadeOnce) {
   EXPECT_EQ(State()["mesh_version"], s["mesh_version"]);
 }
 
+TEST_F(MaterialBomTest, ARevisionOpensWithThePreviousBomCarriedOver) {
+  // The previous revision: the die as one material BOM left it, saved.
+  Start(P("die.xbf"));
+  json s = OpenMaterialBom();
+  ASSERT_EQ(s["dialogs"].back()["file"], "ExportMaterialBom.dlx");
+  s = AnswerBoxes(Act({{"action", "cancel"}, {"dialog", "ExportMaterialBom.dlx"}}).body);
+  ASSERT_TRUE(s["dialogs"].empty()) << s.dump();
+  ASSERT_EQ(Act({{"action", "save"}, {"path", P("old.xbf")}}).status, 200);
+
+  // The new model from elsewhere, attributes lost: every body found again.
+  Answer a = Act({{"action", "open"}, {"path", P("die.step")}, {"previous", P("old.xbf")}});
+  ASSERT_EQ(a.status, 200);
+  EXPECT_TRUE(a.body["error"].is_null()) << a.body["error"];
+  EXPECT_NE(a.body["listing"].get<std::string>().find(
+                "old.xbf: unchanged 61, moved 0, changed 0, new 0, removed 0"),
+            std::string::npos)
+      << a.body["listing"];
+
+  // A previous revision that is no part file: said, the new part stays as read.
+  a = Act({{"action", "open"}, {"path", P("die.step")}, {"previous", P("die.step")}});
+  ASSERT_EQ(a.status, 200);
+  ASSERT_TRUE(a.body["error"].is_string());
+  EXPECT_NE(a.body["error"].get<std::string>().find("die.step"), std::string::npos);
+  EXPECT_EQ(a.body["bodies"].size(), 61u);
+  EXPECT_EQ(Act({{"action", "open"}, {"path", P("die.step")}, {"previous", 7}}).status, 400);
+}
+
 }  // namespace
 }  // namespace studio_test
