@@ -52,25 +52,7 @@ std::string Tool(const std::string& command) {
 
 std::string PathText(const std::string& utf8_path) { return text::Utf8ToGbkLenient(utf8_path); }
 
-std::string ConsoleText(const std::string& gbk) {
-  try {
-    return text::GbkToUtf8(gbk);
-  } catch (const text::EncodingError&) {
-  }
-  std::string out;
-  for (std::size_t i = 0; i < gbk.size();) {
-    const unsigned char c = static_cast<unsigned char>(gbk[i]);
-    const std::size_t n = c < 0x80 || i + 1 >= gbk.size() ? 1 : 2;
-    try {
-      out += text::GbkToUtf8(gbk.substr(i, n));
-      i += n;
-    } catch (const text::EncodingError&) {
-      out += "\xEF\xBF\xBD";
-      ++i;
-    }
-  }
-  return out;
-}
+std::string ConsoleText(const std::string& gbk) { return text::GbkToUtf8Lenient(gbk); }
 
 void Print(const std::string& gbk) { std::fputs(ConsoleText(gbk).c_str(), stdout); }
 

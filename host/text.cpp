@@ -81,6 +81,26 @@ std::string Utf8ToGbk(std::string_view utf8) {
   return Convert(kGbk, "UTF-8", utf8);
 }
 
+std::string GbkToUtf8Lenient(std::string_view gbk) {
+  try {
+    return GbkToUtf8(gbk);
+  } catch (const EncodingError&) {
+  }
+  std::string out;
+  for (std::size_t i = 0; i < gbk.size();) {
+    const unsigned char c = static_cast<unsigned char>(gbk[i]);
+    const std::size_t n = c < 0x80 || i + 1 >= gbk.size() ? 1 : 2;
+    try {
+      out += GbkToUtf8(gbk.substr(i, n));
+      i += n;
+    } catch (const EncodingError&) {
+      out += "\xEF\xBF\xBD";
+      ++i;
+    }
+  }
+  return out;
+}
+
 std::string Utf8ToGbkLenient(std::string_view utf8) {
   try {
     return Utf8ToGbk(utf8);

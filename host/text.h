@@ -21,6 +21,8 @@ class EncodingError : public std::runtime_error {
 };
 
 std::string GbkToUtf8(std::string_view gbk);
+// The same, with every byte that does not start a GBK character as U+FFFD.
+std::string GbkToUtf8Lenient(std::string_view gbk);
 std::string Utf8ToGbk(std::string_view utf8);
 // The same, with every character GBK lacks (and every broken sequence) as "?".
 std::string Utf8ToGbkLenient(std::string_view utf8);

@@ -13,25 +13,7 @@ using nlohmann::json;
 
 namespace {
 
-std::string Utf8Uncached(const std::string& gbk) {
-  try {
-    return text::GbkToUtf8(gbk);
-  } catch (const text::EncodingError&) {
-  }
-  std::string out;
-  for (std::size_t i = 0; i < gbk.size();) {
-    const unsigned char c = static_cast<unsigned char>(gbk[i]);
-    const std::size_t n = c < 0x80 || i + 1 >= gbk.size() ? 1 : 2;
-    try {
-      out += text::GbkToUtf8(gbk.substr(i, n));
-      i += n;
-    } catch (const text::EncodingError&) {
-      out += "\xEF\xBF\xBD";
-      ++i;
-    }
-  }
-  return out;
-}
+std::string Utf8Uncached(const std::string& gbk) { return text::GbkToUtf8Lenient(gbk); }
 
 }  // namespace
 
