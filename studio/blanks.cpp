@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <set>
+#include <vector>
 
 #include "report/drawing.h"
 #include "studio/snapshot.h"
@@ -74,30 +75,38 @@ json EntryOf(host::Host& host, report::BlankFrames& frames, host::Tag body) {
 
 }  // namespace
 
-json BlankCache::Json(host::Host& host) {
+const std::string& BlankCache::Text(host::Host& host) {
   std::map<std::string, host::Tag> named;
   for (host::Tag t : host.csys().PartCsys(host.session().WorkPart())) {
     const std::string name = host.objects().Name(t);
     if (!name.empty()) named.emplace(name, t);
   }
-  json out = json::array();
-  std::set<host::Tag> seen;
+  std::vector<host::Tag> order;
+  bool changed = false;
   std::unique_ptr<report::BlankFrames> frames;  // made only when a body is measured
   for (host::Tag b : host.bodies().PartBodies(host.session().WorkPart())) {
-    seen.insert(b);
+    order.push_back(b);
     std::string key = KeyOf(host, b, named);
     auto it = by_body_.find(b);
-    if (it == by_body_.end() || it->second.first != key) {
-      if (!frames) frames = std::make_unique<report::BlankFrames>(host);
-      by_body_[b] = {std::move(key), EntryOf(host, *frames, b)};
-      ++measured_;
-      it = by_body_.find(b);
-    }
-    out.push_back(it->second.second);
+    if (it != by_body_.end() && it->second.first == key) continue;
+    if (!frames) frames = std::make_unique<report::BlankFrames>(host);
+    by_body_[b] = {std::move(key),
+                   EntryOf(host, *frames, b).dump(-1, ' ', false, json::error_handler_t::replace)};
+    ++measured_;
+    changed = true;
   }
+  if (!changed && order == order_) return text_;
+  order_ = std::move(order);
+  std::set<host::Tag> seen(order_.begin(), order_.end());
   for (auto it = by_body_.begin(); it != by_body_.end();)
     it = seen.count(it->first) ? std::next(it) : by_body_.erase(it);
-  return out;
+  text_ = "[";
+  for (host::Tag b : order_) {
+    if (text_.size() > 1) text_ += ',';
+    text_ += by_body_[b].second;
+  }
+  text_ += ']';
+  return text_;
 }
 
 }  // namespace studio

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <map>
 #include <string>
+#include <vector>
 
 #include <nlohmann/json.hpp>
 
@@ -19,14 +20,17 @@ class BlankCache {
   // [{"tag", "source": "system|orientation|world", "origin": [x,y,z],
   //   "axes": [[X],[Y],[Z]], "low": [x,y,z], "high": [x,y,z],
   //   "extents": [x,y,z], "note"}] in the order of the part's bodies; a body
-  // that cannot be measured has "error" instead of the box. A body is
-  // measured again only when its geometry, its "实体标识", its "材料方位" or
-  // its named system changed.
-  nlohmann::json Json(host::Host& host);
+  // that cannot be measured has "error" instead of the box; as JSON text. A
+  // body is measured again only when its geometry, its "实体标识", its
+  // "材料方位" or its named system changed, and the text is written again
+  // only when a blank or the list of bodies changed.
+  const std::string& Text(host::Host& host);
   std::size_t measured() const { return measured_; }
 
  private:
-  std::map<host::Tag, std::pair<std::string, nlohmann::json>> by_body_;  // key, entry
+  std::map<host::Tag, std::pair<std::string, std::string>> by_body_;  // key, entry's JSON text
+  std::vector<host::Tag> order_;
+  std::string text_ = "[]";
   std::size_t measured_ = 0;
 };
 

@@ -177,7 +177,16 @@ Server::Server(Session& session, ServerOptions options)
         return;
       }
     }
-    SendText(res, 200, session_.State(since, kLongPollMs));
+    std::optional<std::int64_t> have;
+    if (req.has_param("have")) {
+      try {
+        have = std::stoll(req.get_param_value("have"));
+      } catch (const std::exception&) {
+        SendJson(res, 400, {{"error", "have is a snapshot version, a number"}});
+        return;
+      }
+    }
+    SendText(res, 200, session_.State(since, kLongPollMs, have));
   });
   http.Post("/api/action", [this](const httplib::Request& req, httplib::Response& res) {
     json action = json::parse(req.body, nullptr, false);

@@ -102,6 +102,13 @@ Reply Session::Act(const json& action) {
   if (name != "take-over" && !Known(name))
     return {400, Text(Error("there is no action \"" + name + "\""))};
 
+  std::optional<std::int64_t> have;
+  if (action.contains("have")) {
+    if (!action["have"].is_number_integer())
+      return {400, Text(Error("\"have\" is the version of the snapshot the page holds, a number"))};
+    have = action["have"].get<std::int64_t>();
+  }
+
   std::unique_lock<std::mutex> lock(mutex_);
   const std::int64_t now = NowMs();
   if (name == "take-over") {
@@ -109,48 +116,117 @@ Reply Session::Act(const json& action) {
     acting_since_ms_ = now;
     ++version_;
     changed_.notify_all();
-    return {200, StateLocked()};
+    return {200, StateLocked(json::object(), have)};
   }
   if (!acting_tab_.empty() && acting_tab_ != tab && now - acting_since_ms_ < kTabQuietMs)
-    return {409, StateLocked(Error("another tab acts on this studio; take over to act here"))};
+    return {409,
+            StateLocked(Error("another tab acts on this studio; take over to act here"), have)};
   if (acting_tab_ != tab) ++version_;
   acting_tab_ = tab;
   acting_since_ms_ = now;
   if (finished_) return {409, Text(Error("the studio has ended"))};
-  if (action_) return {409, StateLocked(Error("the host is still working on the last action"))};
+  if (action_)
+    return {409, StateLocked(Error("the host is still working on the last action"), have)};
   const std::uint64_t id = ++action_id_;
   action_ = action;
+  action_have_ = have;
   action_taken_ = false;
   changed_.notify_all();
   const bool answered =
       changed_.wait_for(lock, std::chrono::milliseconds(options_.action_timeout_ms),
                         [&] { return replies_.count(id) != 0 || finished_; });
   if (!answered || !replies_.count(id)) {
-    return {finished_ ? 409 : 503,
-            StateLocked(Error(finished_ ? "the studio has ended" : "the host is still working"))};
+    return {
+        finished_ ? 409 : 503,
+        StateLocked(Error(finished_ ? "the studio has ended" : "the host is still working"), have)};
   }
   Reply reply = std::move(replies_[id]);
   replies_.erase(id);
   return reply;
 }
 
-std::string Session::StateLocked(const json& extra) const {
-  // The engine's part is kept as text: a thousand-row tree is not copied
-  // or written again for every answer.
-  std::string out =
-      snapshot_.empty() ? std::string("{") : snapshot_.substr(0, snapshot_.size() - 1);
+std::string Session::StateLocked(const json& extra, std::optional<std::int64_t> have) const {
   json meta = {{"version", version_},
                {"busy", !waiting_},
                {"acting_tab", acting_tab_.empty() ? json(nullptr) : json(acting_tab_)},
                {"error", snapshot_error_}};
   for (auto it = extra.begin(); it != extra.end(); ++it) meta[it.key()] = it.value();
   const std::string tail = Text(meta);
+  // The engine's part is kept as text: a thousand-row tree is not copied
+  // or written again for every answer.
+  std::string out;
+  if (!have || *have < 0 || *have > version_ || sections_.empty()) {
+    out = snapshot_.empty() ? std::string("{") : snapshot_.substr(0, snapshot_.size() - 1);
+  } else {
+    out = DeltaLocked(*have);
+  }
   if (out.size() > 1) out += ',';
   out.append(tail, 1, std::string::npos);
   return out;
 }
 
-std::string Session::State(std::optional<std::int64_t> since, int wait_ms) {
+std::string Session::DeltaLocked(std::int64_t have) const {
+  // The sections changed after `have`; the others are named in "keep". When
+  // the dialogs only changed in some rows, those rows alone.
+  std::string out = "{\"base\":" + std::to_string(have);
+  json keep = json::array();
+  for (const auto& [key, section] : sections_) {
+    if (section.changed <= have) {
+      keep.push_back(key);
+    } else if (key == "dialogs" && structure_changed_ <= have) {
+      keep.push_back(key);
+      std::string patch;
+      for (std::size_t t = 0; t < trees_.size(); ++t) {
+        std::string rows;
+        for (std::size_t r = 0; r < trees_[t].rows.size(); ++r) {
+          if (row_changed_[t][r] <= have) continue;
+          if (!rows.empty()) rows += ',';
+          rows += trees_[t].rows[r];
+        }
+        if (rows.empty()) continue;
+        if (!patch.empty()) patch += ',';
+        patch += "{\"dialog\":" + std::to_string(trees_[t].dialog) +
+                 ",\"tree\":" + Text(trees_[t].tree) + ",\"rows\":[" + rows + "]}";
+      }
+      out += ",\"rows_patch\":[" + patch + ']';
+    } else {
+      out += ',' + Text(key) + ':' + section.text;
+    }
+  }
+  out += ",\"keep\":" + Text(keep);
+  return out;  // open: the server's fields follow
+}
+
+bool Session::TakeSnapshot(std::map<std::string, std::string> sections, std::string skeleton,
+                           std::vector<TreeRows> trees, std::int64_t version) {
+  bool changed = false;
+  for (auto& [key, text] : sections) {
+    Section& s = sections_[key];
+    if (s.changed != 0 && s.text == text) continue;
+    s.text = std::move(text);
+    s.changed = version;
+    changed = true;
+  }
+  bool same_structure = skeleton == skeleton_ && trees.size() == trees_.size();
+  for (std::size_t t = 0; same_structure && t < trees.size(); ++t)
+    same_structure = trees[t].dialog == trees_[t].dialog && trees[t].tree == trees_[t].tree &&
+                     trees[t].paths == trees_[t].paths;
+  if (!same_structure) {
+    structure_changed_ = version;
+    row_changed_.clear();
+    for (const TreeRows& tree : trees) row_changed_.emplace_back(tree.rows.size(), version);
+  } else {
+    for (std::size_t t = 0; t < trees.size(); ++t)
+      for (std::size_t r = 0; r < trees[t].rows.size(); ++r)
+        if (trees[t].rows[r] != trees_[t].rows[r]) row_changed_[t][r] = version;
+  }
+  skeleton_ = std::move(skeleton);
+  trees_ = std::move(trees);
+  return changed;
+}
+
+std::string Session::State(std::optional<std::int64_t> since, int wait_ms,
+                           std::optional<std::int64_t> have) {
   std::unique_lock<std::mutex> lock(mutex_);
   // The first snapshot comes once the first part is open.
   changed_.wait_for(lock, std::chrono::milliseconds(wait_ms),
@@ -159,7 +235,7 @@ std::string Session::State(std::optional<std::int64_t> since, int wait_ms) {
     changed_.wait_for(lock, std::chrono::milliseconds(wait_ms),
                       [&] { return version_ > *since || finished_; });
   }
-  return StateLocked();
+  return StateLocked(json::object(), have);
 }
 
 std::shared_ptr<const std::string> Session::Mesh(int wait_ms) {
@@ -343,7 +419,7 @@ json Session::WaitForAction(Point point, const json& pending) {
       changed_.notify_all();
       return action;
     }
-    replies_[action_id_] = {409, StateLocked(Error(refusal))};
+    replies_[action_id_] = {409, StateLocked(Error(refusal), action_have_)};
     action_.reset();
     changed_.notify_all();
   }
@@ -390,9 +466,10 @@ void Session::Publish(const json& pending) {
   s["csys"] = nullptr;
   for (auto it = pending.begin(); it != pending.end(); ++it) s[it.key()] = it.value();
   s["listing"] = Utf8(host_.listing());
-  s["bodies"] = BodiesJson(host_);
+  // The bulk of the bodies and their blanks is written as text straight away.
+  std::map<std::string, std::string> sections = {{"bodies", BodiesText(host_)}};
   s["systems"] = SystemsJson(host_);
-  s["blanks"] = blanks_.Json(host_);
+  sections["blanks"] = blanks_.Text(host_);
   NoteWrittenFiles();
   json files = json::array();
   {
@@ -404,9 +481,26 @@ void Session::Publish(const json& pending) {
   // The error goes with the server's fields, so a refusal can replace it.
   json error = std::move(s["error"]);
   s.erase("error");
-  std::string text = SnapshotText(s);
+  std::string skeleton;
+  for (auto it = s.begin(); it != s.end(); ++it) {
+    std::string section = Text(it.value());
+    if (it.key() == "dialogs") {
+      skeleton = section;
+      section = WithRows(std::move(section));
+    }
+    sections[it.key()] = std::move(section);
+  }
+  std::string text = "{";
+  for (const auto& [key, section] : sections) {
+    if (text.size() > 1) text += ',';
+    text += Text(key) + ':' + section;
+  }
+  text += '}';
+  std::vector<TreeRows> trees = TakeTreeRows();
   std::lock_guard<std::mutex> lock(mutex_);
-  const bool same = text == snapshot_ && error == snapshot_error_;
+  const bool changed =
+      TakeSnapshot(std::move(sections), std::move(skeleton), std::move(trees), version_ + 1);
+  const bool same = !changed && error == snapshot_error_;
   if (!same) {
     snapshot_ = std::move(text);
     snapshot_error_ = std::move(error);
@@ -414,7 +508,7 @@ void Session::Publish(const json& pending) {
   if (!same || !waiting_) ++version_;
   waiting_ = true;
   if (action_ && action_taken_) {
-    replies_[action_id_] = {200, StateLocked(extras_)};
+    replies_[action_id_] = {200, StateLocked(extras_, action_have_)};
     action_.reset();
   }
   extras_ = json::object();
@@ -424,7 +518,7 @@ void Session::Publish(const json& pending) {
 void Session::Answer(int status, const json& body) {
   std::lock_guard<std::mutex> lock(mutex_);
   if (!action_ || !action_taken_) return;
-  replies_[action_id_] = {status, status == 200 ? StateLocked(body) : Text(body)};
+  replies_[action_id_] = {status, status == 200 ? StateLocked(body, action_have_) : Text(body)};
   action_.reset();
   extras_ = json::object();
   changed_.notify_all();

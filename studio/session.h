@@ -25,6 +25,7 @@
 #include "host/memory/memory_host.h"
 #include "studio/blanks.h"
 #include "studio/mesh.h"
+#include "studio/snapshot.h"
 
 namespace studio {
 
@@ -71,8 +72,10 @@ class Session {
   // result merged in.
   Reply Act(const nlohmann::json& action);
   // The current snapshot; with `since`, waits up to `wait_ms` for a version
-  // newer than it.
-  std::string State(std::optional<std::int64_t> since, int wait_ms);
+  // newer than it. With `have`, the version the page holds, only what
+  // changed after it (studio/README.md, "Answers that carry only changes").
+  std::string State(std::optional<std::int64_t> since, int wait_ms,
+                    std::optional<std::int64_t> have = std::nullopt);
   // The meshes of the bodies (studio/mesh.h), made on the host thread the
   // next time it waits. Null when the host does not wait within `wait_ms`.
   std::shared_ptr<const std::string> Mesh(int wait_ms);
@@ -91,8 +94,16 @@ class Session {
   nlohmann::json WaitForAction(Point point, const nlohmann::json& pending);
   void Publish(const nlohmann::json& pending);
   void Answer(int status, const nlohmann::json& body);  // the action in flight
-  // The snapshot with the server's fields and `extra`'s members, as JSON text.
-  std::string StateLocked(const nlohmann::json& extra = nlohmann::json::object()) const;
+  // The snapshot with the server's fields and `extra`'s members, as JSON
+  // text; with `have`, only the sections and rows changed after it.
+  std::string StateLocked(const nlohmann::json& extra = nlohmann::json::object(),
+                          std::optional<std::int64_t> have = std::nullopt) const;
+  // The sections and rows changed after `have`, as JSON text without its
+  // closing brace.
+  std::string DeltaLocked(std::int64_t have) const;
+  // Takes the sections and rows of a new snapshot; true when any changed.
+  bool TakeSnapshot(std::map<std::string, std::string> sections, std::string skeleton,
+                    std::vector<TreeRows> trees, std::int64_t version);
   void RunJobs(std::unique_lock<std::mutex>& lock);
 
   void DriveDialog(memory::DialogDriver& driver);
@@ -111,7 +122,19 @@ class Session {
   // Shared with the server's threads.
   std::mutex mutex_;
   std::condition_variable changed_;
-  std::string snapshot_;           // the engine's part as JSON text, made on the host thread
+  std::string snapshot_;  // the engine's part as JSON text, made on the host thread
+  // The same by top-level key, each with the version it last changed at; the
+  // dialogs also without their rows (skeleton) and row by row.
+  struct Section {
+    std::string text;
+    std::int64_t changed = 0;
+  };
+  std::map<std::string, Section> sections_;
+  std::string skeleton_;
+  std::vector<TreeRows> trees_;
+  std::vector<std::vector<std::int64_t>> row_changed_;  // per tree, per row
+  std::int64_t structure_changed_ = 0;                  // the skeleton or the rows' paths
+  std::optional<std::int64_t> action_have_;             // what the page sending the action holds
   nlohmann::json snapshot_error_;  // what the last open or save said (UTF-8) or null
   std::int64_t version_ = 0;
   bool stopping_ = false, finished_ = false;

@@ -96,6 +96,9 @@ void AddValue(memory::DialogDriver& d, const memory::BlockLayout& layout, host::
 // straight away, and the snapshot's text takes them in place of a
 // placeholder (see SnapshotText).
 thread_local std::vector<std::string> g_rows;
+// Each row on its own as well, for answers that carry only changed rows.
+thread_local std::vector<TreeRows> g_trees;
+thread_local std::size_t g_dialog = 0;  // index of the dialog being written
 
 void Escaped(std::string& out, const std::string& utf8) {
   static const char kHex[] = "0123456789abcdef";
@@ -116,28 +119,39 @@ void Escaped(std::string& out, const std::string& utf8) {
   out += '"';
 }
 
+// A row's own fields, without its children, as a JSON object's text.
+std::string RowText(host::Node* node, const std::string& path,
+                    const std::vector<memory::TreeColumn>& columns) {
+  std::string out = "{\"path\":\"" + path + "\",\"texts\":{";
+  for (std::size_t c = 0; c < columns.size(); ++c) {
+    if (c) out += ',';
+    out += '"' + std::to_string(columns[c].id) + "\":";
+    Escaped(out, Utf8(node->GetColumnDisplayText(columns[c].id)));
+  }
+  const int color = node->ForegroundColor();
+  const int state = node->State();
+  out += "},\"color\":" + std::to_string(color) + ",\"rgb\":\"" +
+         (color == 0 ? std::string() : ColorText(color)) +
+         "\",\"expanded\":" + (node->Expanded() ? "true" : "false") +
+         ",\"state\":" + std::to_string(state == host::kNodeNoCheckBox ? -1 : state) +
+         ",\"selected\":" + (node->IsSelected() ? "true" : "false") + "}";
+  return out;
+}
+
 void WriteRows(memory::DialogDriver& d, const std::vector<host::Node*>& nodes,
                const std::string& prefix, const std::vector<memory::TreeColumn>& columns,
-               std::string& out) {
+               TreeRows& flat, std::string& out) {
   out += '[';
   for (std::size_t i = 0; i < nodes.size(); ++i) {
     host::Node* node = nodes[i];
     const std::string path = prefix + std::to_string(i);
     if (i) out += ',';
-    out += "{\"path\":\"" + path + "\",\"texts\":{";
-    for (std::size_t c = 0; c < columns.size(); ++c) {
-      if (c) out += ',';
-      out += '"' + std::to_string(columns[c].id) + "\":";
-      Escaped(out, Utf8(node->GetColumnDisplayText(columns[c].id)));
-    }
-    const int color = node->ForegroundColor();
-    const int state = node->State();
-    out += "},\"color\":" + std::to_string(color) + ",\"rgb\":\"" +
-           (color == 0 ? std::string() : ColorText(color)) +
-           "\",\"expanded\":" + (node->Expanded() ? "true" : "false") +
-           ",\"state\":" + std::to_string(state == host::kNodeNoCheckBox ? -1 : state) +
-           ",\"selected\":" + (node->IsSelected() ? "true" : "false") + ",\"children\":";
-    WriteRows(d, d.Children(node), path + ".", columns, out);
+    std::string row = RowText(node, path, columns);
+    out.append(row, 0, row.size() - 1);
+    out += ",\"children\":";
+    flat.paths.push_back(path);
+    flat.rows.push_back(std::move(row));
+    WriteRows(d, d.Children(node), path + ".", columns, flat, out);
     out += '}';
   }
   out += ']';
@@ -157,8 +171,12 @@ json TreeJson(memory::DialogDriver& d, const std::string& tree_id) {
         {{"id", c.id}, {"title", Utf8(c.title)}, {"width", c.width}, {"visible", c.visible}});
   out["columns"] = std::move(cols);
   std::string rows;
-  WriteRows(d, d.TopNodes(tree_id), "", columns, rows);
+  TreeRows flat;
+  flat.dialog = g_dialog;
+  flat.tree = tree_id;
+  WriteRows(d, d.TopNodes(tree_id), "", columns, flat, rows);
   g_rows.push_back(std::move(rows));
+  g_trees.push_back(std::move(flat));
   out["rows"] = Placeholder(g_rows.size() - 1);
 
   return out;
@@ -205,7 +223,10 @@ json DialogJson(memory::DialogDriver& d) {
 }
 
 std::string SnapshotText(const json& snapshot) {
-  std::string text = snapshot.dump(-1, ' ', false, json::error_handler_t::replace);
+  return WithRows(snapshot.dump(-1, ' ', false, json::error_handler_t::replace));
+}
+
+std::string WithRows(std::string text) {
   for (std::size_t i = 0; i < g_rows.size(); ++i) {
     const std::string quoted = json(Placeholder(i)).dump();
     const std::size_t at = text.find(quoted);
@@ -217,14 +238,18 @@ std::string SnapshotText(const json& snapshot) {
 
 json DialogsJson(memory::MemoryHost& host) {
   g_rows.clear();
+  g_trees.clear();
   json out = json::array();
   for (memory::MemoryDialog* dialog : host.memory_dialogs().showing()) {
     memory::DialogDriver d(*dialog);
     if (d.closed()) continue;
+    g_dialog = out.size();
     out.push_back(DialogJson(d));
   }
   return out;
 }
+
+std::vector<TreeRows> TakeTreeRows() { return std::move(g_trees); }
 
 std::set<host::Tag> SelectedBodies(memory::MemoryHost& host) {
   std::set<host::Tag> out;
@@ -247,24 +272,27 @@ std::set<host::Tag> SelectedBodies(memory::MemoryHost& host) {
   return out;
 }
 
-json BodiesJson(memory::MemoryHost& host) {
+std::string BodiesText(memory::MemoryHost& host) {
+  // A thousand bodies: written as text straight away, like the tree rows.
   const std::set<host::Tag> selected = SelectedBodies(host);
-  json out = json::array();
   host::Objects& objects = host.objects();
+  const char* const kBool[] = {"false", "true"};
+  std::string out = "[";
   for (host::Tag b : host.bodies().PartBodies(host.session().WorkPart())) {
     const int layer = objects.Layer(b);
     const int color = objects.Color(b);
-    out.push_back({{"tag", b},
-                   {"name", Utf8(objects.Name(b))},
-                   {"layer", layer},
-                   {"color", color},
-                   {"rgb", ColorText(color)},
-                   {"blanked", objects.IsBlanked(b)},
-                   {"highlighted", objects.IsHighlighted(b) || selected.count(b) != 0},
-                   {"selected", selected.count(b) != 0},
-                   {"layer_visible", host.layers().AskStatus(layer) != host::kStatusHidden}});
+    const bool picked = selected.count(b) != 0;
+    if (out.size() > 1) out += ',';
+    out += "{\"tag\":" + std::to_string(b) + ",\"name\":";
+    Escaped(out, Utf8(objects.Name(b)));
+    out += ",\"layer\":" + std::to_string(layer) + ",\"color\":" + std::to_string(color) +
+           ",\"rgb\":\"" + ColorText(color) + "\",\"blanked\":" + kBool[objects.IsBlanked(b)] +
+           ",\"highlighted\":" + kBool[objects.IsHighlighted(b) || picked] +
+           ",\"selected\":" + kBool[picked] +
+           ",\"layer_visible\":" + kBool[host.layers().AskStatus(layer) != host::kStatusHidden] +
+           '}';
   }
-  return out;
+  return out + ']';
 }
 
 json SystemsJson(memory::MemoryHost& host) {

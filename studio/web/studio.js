@@ -72,6 +72,7 @@
 
   async function send(body) {
     body = Object.assign({ tab: tab }, body);
+    if (S.snap) body.have = S.snap.version; // the answer carries only what changed
     if (DIALOG_ACTIONS.has(body.action) && !body.dialog) {
       const d = innermost();
       if (d) body.dialog = d.file;
@@ -123,14 +124,18 @@
     for (;;) {
       if (S.forbidden) return;
       try {
-        const url = "/api/state?tab=" + tab + (since === null ? "" : "&since=" + since);
+        const url = "/api/state?tab=" + tab + (since === null ? "" : "&since=" + since + "&have=" + since);
         const r = await fetch(url, { headers: headers() });
         if (r.status === 403) {
           forbidden();
           return;
         }
         if (!r.ok) throw new Error(r.status + " " + r.statusText);
-        apply(await readSnapshot(r, true));
+        const j = await readSnapshot(r, true);
+        if (!apply(j) && j && "base" in j && (!S.snap || S.snap.version < j.base)) {
+          since = null; // a change this page never saw: the whole snapshot again
+          continue;
+        }
         since = S.snap ? S.snap.version : null;
       } catch (e) {
         if (S.forbidden) return;
@@ -143,11 +148,44 @@
   // Drawing a snapshot
   // ---------------------------------------------------------------------------
 
-  function apply(snap) {
-    if (!snap || typeof snap.version !== "number") return;
-    if (S.snap && snap.version <= S.snap.version) return; // drawn already
+  // An answer with "base" carries only what changed after that version: the
+  // sections named in "keep" are the ones drawn now, and "rows_patch" gives
+  // the tree rows that changed within dialogs that kept their shape.
+  function apply(j) {
+    if (!j || typeof j.version !== "number") return false;
+    if (S.snap && j.version <= S.snap.version) return true; // drawn already
+    let snap = j;
+    if ("base" in j) {
+      if (!S.snap || S.snap.version < j.base) return false;
+      snap = {};
+      for (const k of j.keep) snap[k] = S.snap[k];
+      for (const k in j) if (k !== "base" && k !== "keep" && k !== "rows_patch") snap[k] = j[k];
+      for (const p of j.rows_patch || []) patchRows(snap.dialogs[p.dialog], p.tree, p.rows);
+    }
     S.snap = snap;
     render();
+    return true;
+  }
+
+  function patchRows(dialog, treeId, rows) {
+    const find = (blocks) => {
+      for (const b of blocks || []) {
+        if (b.id === treeId) return b;
+        const c = find(b.children);
+        if (c) return c;
+      }
+      return null;
+    };
+    const tree = find(dialog && dialog.blocks);
+    if (!tree) return;
+    for (const r of rows) {
+      let list = tree.rows, row = null;
+      for (const i of r.path.split(".")) {
+        row = list && list[Number(i)];
+        list = row && row.children;
+      }
+      if (row) Object.assign(row, r);
+    }
   }
 
   function $(sel, root) {

@@ -2,7 +2,9 @@
 // on copies of the sample die.
 #include <cstdio>
 #include <cstring>
+#include <functional>
 #include <set>
+#include <sstream>
 
 #include "tests/studio/studio_fixture.h"
 
@@ -336,6 +338,96 @@ TEST_F(MaterialBomTest, TheMaterialBomRunsThroughItsDialogsAsOnTheHost) {
   s = AnswerBoxes(a.body);
   EXPECT_TRUE(s["running"].is_null());
   EXPECT_TRUE(s["dialogs"].empty());
+}
+
+// The page's copy of the snapshot after an answer that carries only changes:
+// the kept sections from `held`, the rest from the answer, the patched rows
+// put in place by their paths.
+json Merged(const json& held, const json& answer) {
+  json out = answer;
+  for (const json& key : answer["keep"]) out[key.get<std::string>()] = held[key.get<std::string>()];
+  for (const json& patch : answer.value("rows_patch", json::array())) {
+    json& dialog = out["dialogs"][patch["dialog"].get<std::size_t>()];
+    std::function<json*(json&)> find = [&](json& blocks) -> json* {
+      for (json& b : blocks) {
+        if (b["id"] == patch["tree"]) return &b;
+        if (b.contains("children"))
+          if (json* found = find(b["children"])) return found;
+      }
+      return nullptr;
+    };
+    json* tree = find(dialog["blocks"]);
+    if (!tree) return json();
+    for (const json& row : patch["rows"]) {
+      json* at = &(*tree)["rows"];
+      std::stringstream path(row["path"].get<std::string>());
+      std::string index;
+      json* target = nullptr;
+      while (std::getline(path, index, '.')) {
+        target = &(*at)[std::stoul(index)];
+        at = &(*target)["children"];
+      }
+      for (auto it = row.begin(); it != row.end(); ++it) (*target)[it.key()] = it.value();
+    }
+  }
+  for (const char* key : {"base", "keep", "rows_patch"}) out.erase(key);
+  return out;
+}
+
+TEST_F(MaterialBomTest, AnswersCarryOnlyWhatChangedAfterThePagesVersion) {
+  Start(P("die.xbf"));
+  OpenMaterialBom();
+  json held = State();
+  ASSERT_FALSE(held.contains("base")) << "without \"have\", the whole snapshot";
+
+  // A typed remark: the one row comes back, the bodies and blanks are kept.
+  Answer a = Act({{"action", "editor"},
+                  {"tree", "tree_control0"},
+                  {"row", "2"},
+                  {"col", 8},
+                  {"have", held["version"]}});
+  ASSERT_EQ(a.status, 200) << a.body.dump();
+  held = Merged(held, a.body);
+  a = Act({{"action", "edit"},
+           {"tree", "tree_control0"},
+           {"row", "2"},
+           {"col", 8},
+           {"text", U(u8"外协")},
+           {"have", held["version"]}});
+  ASSERT_EQ(a.status, 200) << a.body.dump();
+  EXPECT_EQ(a.body["accepted"], true);
+  EXPECT_EQ(a.body["base"], held["version"]);
+  const std::vector<std::string> keep = a.body["keep"];
+  for (const char* key : {"dialogs", "bodies", "blanks", "systems"})
+    EXPECT_NE(std::find(keep.begin(), keep.end(), key), keep.end()) << key;
+  ASSERT_EQ(a.body["rows_patch"].size(), 1u) << a.body["rows_patch"].dump();
+  const json& patch = a.body["rows_patch"][0];
+  EXPECT_EQ(patch["dialog"], 0);
+  EXPECT_EQ(patch["tree"], "tree_control0");
+  ASSERT_EQ(patch["rows"].size(), 1u);
+  EXPECT_EQ(patch["rows"][0]["path"], "2");
+  EXPECT_EQ(patch["rows"][0]["texts"]["8"], U(u8"外协"));
+  EXPECT_FALSE(patch["rows"][0].contains("children"));
+  held = Merged(held, a.body);
+  json full = State();
+  held.erase("accepted");
+  EXPECT_EQ(held, full) << "the page's copy is the snapshot";
+
+  // The dialog closing changes the dialogs' shape: they come whole.
+  a = Act({{"action", "cancel"}, {"have", full["version"]}});
+  ASSERT_EQ(a.status, 200) << a.body.dump();
+  a.body = AnswerBoxes(a.body);
+  EXPECT_TRUE(a.body["dialogs"].empty());
+  EXPECT_FALSE(a.body.contains("rows_patch"));
+
+  // The long poll the same way; a version the server never gave, or a
+  // version that is not a number, gets the whole snapshot or a refusal.
+  full = State();
+  const Answer same = Get("/api/state?have=" + std::to_string(full["version"].get<int>()));
+  EXPECT_EQ(same.body["keep"].size(), 13u) << same.body.dump();
+  EXPECT_FALSE(Get("/api/state?have=999999").body.contains("base"));
+  EXPECT_EQ(Get("/api/state?have=new").status, 400);
+  EXPECT_EQ(Act({{"action", "run-parts"}, {"have", "new"}}).status, 400);
 }
 
 TEST_F(StudioTest, APartThatCannotBeReadIsSaidAndTheStudioGoesOn) {
