@@ -168,25 +168,20 @@ Server::Server(Session& session, ServerOptions options)
   });
 
   http.Get("/api/state", [this](const httplib::Request& req, httplib::Response& res) {
-    std::optional<std::int64_t> since;
-    if (req.has_param("since")) {
+    // Both parameters are snapshot versions.
+    std::optional<std::int64_t> versions[2];
+    const char* const kNames[2] = {"since", "have"};
+    for (int i = 0; i < 2; ++i) {
+      if (!req.has_param(kNames[i])) continue;
       try {
-        since = std::stoll(req.get_param_value("since"));
+        versions[i] = std::stoll(req.get_param_value(kNames[i]));
       } catch (const std::exception&) {
-        SendJson(res, 400, {{"error", "since is a snapshot version, a number"}});
+        SendJson(res, 400,
+                 {{"error", std::string(kNames[i]) + " is a snapshot version, a number"}});
         return;
       }
     }
-    std::optional<std::int64_t> have;
-    if (req.has_param("have")) {
-      try {
-        have = std::stoll(req.get_param_value("have"));
-      } catch (const std::exception&) {
-        SendJson(res, 400, {{"error", "have is a snapshot version, a number"}});
-        return;
-      }
-    }
-    SendText(res, 200, session_.State(since, kLongPollMs, have));
+    SendText(res, 200, session_.State(versions[0], kLongPollMs, versions[1]));
   });
   http.Post("/api/action", [this](const httplib::Request& req, httplib::Response& res) {
     json action = json::parse(req.body, nullptr, false);
