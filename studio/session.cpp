@@ -152,11 +152,14 @@ std::string Session::StateLocked(const json& extra, std::optional<std::int64_t> 
                {"error", snapshot_error_}};
   for (auto it = extra.begin(); it != extra.end(); ++it) meta[it.key()] = it.value();
   const std::string tail = Text(meta);
-  // The engine's part is kept as text: a thousand-row tree is not copied
-  // or written again for every answer.
-  std::string out;
+  // The engine's part is kept as text, section by section: a thousand-row
+  // tree is not written again for every answer.
+  std::string out = "{";
   if (!have || *have < 0 || *have > version_ || sections_.empty()) {
-    out = snapshot_.empty() ? std::string("{") : snapshot_.substr(0, snapshot_.size() - 1);
+    for (const auto& [key, section] : sections_) {
+      if (out.size() > 1) out += ',';
+      out += Text(key) + ':' + section.text;
+    }
   } else {
     out = DeltaLocked(*have);
   }
@@ -230,7 +233,7 @@ std::string Session::State(std::optional<std::int64_t> since, int wait_ms,
   std::unique_lock<std::mutex> lock(mutex_);
   // The first snapshot comes once the first part is open.
   changed_.wait_for(lock, std::chrono::milliseconds(wait_ms),
-                    [&] { return !snapshot_.empty() || finished_; });
+                    [&] { return !sections_.empty() || finished_; });
   if (since) {
     changed_.wait_for(lock, std::chrono::milliseconds(wait_ms),
                       [&] { return version_ > *since || finished_; });
@@ -490,21 +493,12 @@ void Session::Publish(const json& pending) {
     }
     sections[it.key()] = std::move(section);
   }
-  std::string text = "{";
-  for (const auto& [key, section] : sections) {
-    if (text.size() > 1) text += ',';
-    text += Text(key) + ':' + section;
-  }
-  text += '}';
   std::vector<TreeRows> trees = TakeTreeRows();
   std::lock_guard<std::mutex> lock(mutex_);
   const bool changed =
       TakeSnapshot(std::move(sections), std::move(skeleton), std::move(trees), version_ + 1);
   const bool same = !changed && error == snapshot_error_;
-  if (!same) {
-    snapshot_ = std::move(text);
-    snapshot_error_ = std::move(error);
-  }
+  if (!same) snapshot_error_ = std::move(error);
   if (!same || !waiting_) ++version_;
   waiting_ = true;
   if (action_ && action_taken_) {

@@ -122,9 +122,9 @@ class Session {
   // Shared with the server's threads.
   std::mutex mutex_;
   std::condition_variable changed_;
-  std::string snapshot_;  // the engine's part as JSON text, made on the host thread
-  // The same by top-level key, each with the version it last changed at; the
-  // dialogs also without their rows (skeleton) and row by row.
+  // The engine's part as JSON text, made on the host thread, by top-level
+  // key, each with the version it last changed at; the dialogs also without
+  // their rows (skeleton) and row by row.
   struct Section {
     std::string text;
     std::int64_t changed = 0;
